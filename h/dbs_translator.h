@@ -3,9 +3,9 @@
 //
 // The name tables are static data built at compile time, so a DBS_TRANSLATOR
 // is an empty, stateless view: making one per call costs nothing, and any
-// number of them may be used from any thread. Every name lookup is O(1) (a
-// perfect-enough hash over the table, built by the compiler); names are
-// compared exactly, letter case included.
+// number of them may be used from any thread. Every name lookup is O(1) (an
+// open-addressing hash index over the table, built by the compiler); names
+// are compared exactly, letter case included.
 //
 // Name to value: exists_X_by_string tells whether a name is known;
 // get_X_by_string gives its value, or the enumeration's fallback for an
