@@ -17,7 +17,8 @@ std::string generated_file(long lines) {
     std::fclose(existing);
     return file;
   }
-  const std::string command = std::string(KESTREL_GEN_DMF) + " " + std::to_string(lines) + " " + file;
+  const std::string command =
+      std::string(KESTREL_GEN_DMF) + " " + std::to_string(lines) + " " + file;
   if (std::system(command.c_str()) != 0) {
     std::abort();
   }
@@ -38,9 +39,9 @@ void BM_parse_file(benchmark::State& state) {
     DTM_LINE_NODE::delete_list(head);
   }
   state.counters["records"] = static_cast<double>(records);
-  state.counters["ns_per_record"] = benchmark::Counter(
-      static_cast<double>(records) * static_cast<double>(state.iterations()),
-      benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["ns_per_record"] =
+      benchmark::Counter(static_cast<double>(records) * static_cast<double>(state.iterations()),
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   if (quiet.get_count() != 0) {
     state.SkipWithError("the generated file gave reports");
   }

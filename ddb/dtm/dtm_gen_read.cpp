@@ -13,7 +13,8 @@ const char* const DTM_FACTORY::DTM_DEVICE_LISTING =
     "****************************************DEVICE_LISTING";
 const char* const DTM_FACTORY::DTM_START_COMMON =
     "****************************************START_COMMON";
-const char* const DTM_FACTORY::DTM_END_COMMON = "****************************************END_COMMON";
+const char* const DTM_FACTORY::DTM_END_COMMON =
+    "****************************************END_COMMON";
 const char* const DTM_FACTORY::DTM_START_DIE = "****************************************START_";
 const char* const DTM_FACTORY::DTM_END_DIE = "****************************************END_";
 const char* const DTM_FACTORY::DTM_COMMON_TAG = "COMMON";
@@ -28,7 +29,7 @@ constexpr const char* k_too_long = "Input buffer too small for DMF file";
 // strtok over one writable line, without hidden global state: skips leading
 // separators, cuts the token at the next separator and resumes behind it.
 class TOKENIZER {
-public:
+ public:
   explicit TOKENIZER(char* text) : m_next(text) {}
   char* next(const char* separators) {
     if (m_next == nullptr) {
@@ -50,7 +51,7 @@ public:
   }
   char* next_word() { return next(k_word_separators); }
 
-private:
+ private:
   char* m_next;
 };
 
@@ -253,7 +254,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
       }
       if (begins_with(text, DTM_START_COMMON)) {
         if (in_section) {
-          dtm_report("Bad DMF file:  Found start of section COMMON inside another section.", k_source);
+          dtm_report("Bad DMF file:  Found start of section COMMON inside another section.",
+                     k_source);
         }
         in_section = true;
         reading = true;
@@ -265,7 +267,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
           in_section = false;
           reading = false;
         } else {
-          dtm_report("Bad DMF file:  Found end of section COMMON, but not in that section.", k_source);
+          dtm_report("Bad DMF file:  Found end of section COMMON, but not in that section.",
+                     k_source);
         }
         continue;
       }

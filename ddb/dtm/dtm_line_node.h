@@ -9,7 +9,7 @@
 #include "mem_alloc_sys.h"
 
 class DTM_LINE_NODE : public MEM_OBJECT {
-public:
+ public:
   using WORDS = MEM_VECTOR<MEM_STRING>;
   using GROUPS = MEM_VECTOR<WORDS>;
 
@@ -76,7 +76,7 @@ public:
   // One text line per delay group in DMF-like syntax (the line-trace format).
   void dump_node(std::ostream& os) const;
 
-private:
+ private:
   // The five grouped fields share one accessor skeleton, driven by a table.
   enum GROUP_FIELD { DELAYS, SCALERS, OFFSETS, BINS, VERSIONS };
   struct GROUP_TRAITS;

@@ -41,7 +41,8 @@ bool DTM_LINE_READER::next_line(char*& line, std::size_t& length, bool keep_unte
     const char* start = m_chunk.data() + m_position;
     const std::size_t available = m_end - m_position;
     const auto* newline = static_cast<const char*>(std::memchr(start, '\n', available));
-    const std::size_t piece = newline != nullptr ? static_cast<std::size_t>(newline - start) : available;
+    const std::size_t piece =
+        newline != nullptr ? static_cast<std::size_t>(newline - start) : available;
     const std::size_t room = LINE_BUFFER - 1 - kept;
     const std::size_t copied = piece < room ? piece : room;
     std::memcpy(m_line + kept, start, copied);

@@ -3,12 +3,12 @@
 // bounded: an over-long line is measured but never kept whole.
 #pragma once
 
-#include <cstdio>
 #include <cstddef>
+#include <cstdio>
 #include <vector>
 
 class DTM_LINE_READER {
-public:
+ public:
   // Room for the longest kept line plus its terminator: what a bounded read
   // into a 300-character buffer can hold.
   static constexpr std::size_t LINE_BUFFER = 300;
@@ -26,7 +26,7 @@ public:
   // end of the file without a line end is dropped unless `keep_unterminated`.
   bool next_line(char*& line, std::size_t& length, bool keep_unterminated = false);
 
-private:
+ private:
   bool refill();
 
   std::FILE* m_file;
