@@ -182,12 +182,16 @@ DTM_LINE_NODE* DTM_FACTORY::parse_a_line(DTM_LINE_NODE* prev, char* line,
   }
   DTM_LINE_NODE* node = new_record(prev, line_number);
   char* w2 = words.next_word();
-  if (w2 != nullptr && is(w2, "::")) {
+  if (w2 == nullptr) {
+    dtm_report(line_message(line_number, " is invalid"), k_source);
+    return node;
+  }
+  if (is(w2, "::")) {
     node->set_id(w1);
     w1 = words.next_word();
     w2 = words.next_word();
   }
-  if (w2 == nullptr || !parse_groups(node, words, w1, w2)) {
+  if (!parse_groups(node, words, w1, w2)) {
     dtm_report(line_message(line_number, " is invalid"), k_source);
     return node;
   }
