@@ -239,7 +239,7 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
   bool reading = false;
   bool device_found = false;
   bool device_closed = false;
-  std::string section;
+  MEM_STRING section;
   char* line = nullptr;
   std::size_t length = 0;
   while (!device_closed && reader.next_line(line, length)) {

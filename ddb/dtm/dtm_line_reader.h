@@ -5,7 +5,8 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <vector>
+
+#include "mem_alloc_sys.h"
 
 class DTM_LINE_READER {
  public:
@@ -30,7 +31,7 @@ class DTM_LINE_READER {
   bool refill();
 
   std::FILE* m_file;
-  std::vector<char> m_chunk;
+  MEM_VECTOR<char> m_chunk;
   std::size_t m_position = 0;
   std::size_t m_end = 0;
   char m_line[LINE_BUFFER];
