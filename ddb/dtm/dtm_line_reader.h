@@ -13,6 +13,8 @@ class DTM_LINE_READER {
   // Room for the longest kept line plus its terminator: what a bounded read
   // into a 300-character buffer can hold.
   static constexpr std::size_t LINE_BUFFER = 300;
+  // Bytes read from the file at a time.
+  static constexpr std::size_t CHUNK_SIZE = std::size_t{1} << 16;
 
   explicit DTM_LINE_READER(const char* file_name);
   ~DTM_LINE_READER();
@@ -31,7 +33,7 @@ class DTM_LINE_READER {
   bool refill();
 
   std::FILE* m_file;
-  MEM_VECTOR<char> m_chunk;
+  char* m_chunk = nullptr;  // CHUNK_SIZE bytes from the tracked memory manager
   std::size_t m_position = 0;
   std::size_t m_end = 0;
   char m_line[LINE_BUFFER];
