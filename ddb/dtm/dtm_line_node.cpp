@@ -111,6 +111,26 @@ bool DTM_LINE_NODE::add_grouped(GROUP_FIELD field, const char* string, DTM_SHORT
   return true;
 }
 
+void DTM_LINE_NODE::reserve_parents(std::size_t count) {
+  m_parents.reserve(m_parents.size() + count);
+}
+
+void DTM_LINE_NODE::reserve_modifiers(std::size_t count) {
+  m_modifiers.reserve(m_modifiers.size() + count);
+}
+
+void DTM_LINE_NODE::reserve_group(GROUP_FIELD field, DTM_SHORT vec_index, std::size_t count) {
+  if (count == 0 || !dtm_assert(vec_index >= 0, "vec_index >= 0", k_source)) {
+    return;
+  }
+  GROUPS& groups = this->*s_group_traits[field].m_field;
+  if (groups.size() <= static_cast<std::size_t>(vec_index)) {
+    groups.resize(static_cast<std::size_t>(vec_index) + 1);
+  }
+  WORDS& words = groups[static_cast<std::size_t>(vec_index)];
+  words.reserve(words.size() + count);
+}
+
 const char* DTM_LINE_NODE::get_delay(DTM_SHORT v, DTM_SHORT i) const {
   return get_grouped(DELAYS, v, i);
 }

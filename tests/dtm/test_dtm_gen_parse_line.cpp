@@ -351,6 +351,21 @@ TEST(DtmGenParseLine, NullLineIsReportedAndPrevReturned) {
   EXPECT_EQ(prev.get_next(), nullptr);
 }
 
+TEST(DtmGenParseLine, EveryListIsAllocatedOnce) {
+  // The parser counts each list ahead, so no list grows step by step.
+  MEMORY_GUARD memory;
+  DTM_LINE_NODE* node =
+      parse(nullptr, "scaler 1 2 3 || 4 5 6 7 ;; bin 8 9 10 || 11 12 13 || P Q R || M N O S");
+  ASSERT_NE(node, nullptr);
+  EXPECT_EQ(node->get_parents().capacity(), 3u);
+  EXPECT_EQ(node->get_modifiers().capacity(), 4u);
+  EXPECT_EQ(node->get_scalers()[0].capacity(), 3u);
+  EXPECT_EQ(node->get_bins()[1].capacity(), 3u);
+  EXPECT_EQ(node->get_delays()[0].capacity(), 4u);
+  EXPECT_EQ(node->get_delays()[1].capacity(), 3u);
+  DTM_LINE_NODE::delete_list(node);
+}
+
 TEST(DtmGenParseLine, LongestLineOfWordsKeepsEveryWord) {
   // 149 one-letter words: the most a 298-character line can hold.
   MEMORY_GUARD memory;

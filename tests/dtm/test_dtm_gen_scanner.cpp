@@ -191,9 +191,10 @@ TEST(DtmGenScanner, LinesAcrossReadBlocksAreWhole) {
   std::string content;
   std::vector<std::string> expected;
   for (int i = 0; i < 6000; ++i) {
-    const std::string id =
-        "D" + std::to_string(i) + std::string(static_cast<std::size_t>(i % 7), 'x');
-    content += id + " :: " + std::to_string(i) + " || P" + std::to_string(i) + "\n";
+    std::string id = "D";
+    id.append(std::to_string(i)).append(static_cast<std::size_t>(i % 7), 'x');
+    content.append(id).append(" :: ").append(std::to_string(i));
+    content.append(" || P").append(std::to_string(i)).append("\n");
     expected.push_back(id);
   }
   const SCAN scan = scan_plain(dir.write("big.dmf", content));

@@ -88,6 +88,28 @@ TEST(DtmLineNode, GroupedAddGrowsTheOuterVectorWithEmptyGroups) {
   MEM_MANAGER::delete_wrapper(node);
 }
 
+TEST(DtmLineNode, CapacityHintsChangeNoContentButGroupsTheyPrepare) {
+  MEMORY_GUARD memory;
+  MSG_CAPTURE capture;
+  DTM_LINE_NODE node;
+  node.reserve_parents(3);
+  node.reserve_modifiers(2);
+  node.reserve_group(DTM_LINE_NODE::SCALERS, 2, 0);
+  EXPECT_EQ(view_of(node), LINE_VIEW{});
+  EXPECT_GE(node.get_parents().capacity(), 3u);
+  EXPECT_GE(node.get_modifiers().capacity(), 2u);
+  node.reserve_group(DTM_LINE_NODE::BINS, 1, 4);
+  EXPECT_EQ(view_of(node), LINE_VIEW().bins({{}, {}}));
+  EXPECT_GE(node.get_bins()[1].capacity(), 4u);
+  node.add_bin("b", 1);
+  node.reserve_group(DTM_LINE_NODE::BINS, 0, 1);
+  EXPECT_EQ(view_of(node), LINE_VIEW().bins({{}, {"b"}}));
+  EXPECT_TRUE(capture.get_texts().empty());
+  node.reserve_group(DTM_LINE_NODE::DELAYS, -1, 1);
+  EXPECT_EQ(capture.get_texts(), std::vector<std::string>{"vec_index >= 0"});
+  EXPECT_TRUE(node.get_delays().empty());
+}
+
 struct ADD_CASE {
   const char* m_name;
   std::function<bool(DTM_LINE_NODE&)> m_call;
