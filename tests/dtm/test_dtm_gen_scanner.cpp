@@ -204,6 +204,23 @@ TEST(DtmGenScanner, LinesAcrossReadBlocksAreWhole) {
   EXPECT_TRUE(scan.m_reports.empty());
 }
 
+TEST(DtmGenScanner, LineNumbersBeyondSixteenBitsWrapAndReadingGoesOn) {
+  // Line numbers are 16-bit: line 32768 is numbered -32768, line 40000 -25536.
+  TEST_DIR dir;
+  MEMORY_GUARD memory;
+  std::string content;
+  for (int i = 1; i <= 40000; ++i) {
+    content.append(i == 32768 || i == 40000 ? "4 5 P\n" : "5 || P\n");
+  }
+  const SCAN scan = scan_plain(dir.write("long.dmf", content));
+  ASSERT_EQ(scan.m_lines.size(), 40000u);
+  EXPECT_EQ(scan.m_lines[32766], 32767);
+  EXPECT_EQ(scan.m_lines[32767], -32768);
+  EXPECT_EQ(scan.m_lines.back(), -25536);
+  EXPECT_EQ(scan.m_reports, (std::vector<std::string>{"Bad DMF file: Line -32768 is invalid",
+                                                      "Bad DMF file: Line -25536 is invalid"}));
+}
+
 TEST(DtmGenScanner, UnreadableFilesGiveEmptyResults) {
   TEST_DIR dir;
   MEMORY_GUARD memory;
