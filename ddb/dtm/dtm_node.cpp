@@ -1,0 +1,856 @@
+#include "dtm_node.h"
+
+#include <string>
+#include <typeinfo>
+
+#include "dbs_translator.h"
+#include "dtm_ff_node.h"
+#include "dtm_float_table_node.h"
+#include "dtm_integer_node.h"
+#include "dtm_micro_node.h"
+#include "dtm_output_port_re_node.h"
+#include "dtm_p2p_node.h"
+#include "dtm_rc_node.h"
+#include "dtm_re_input_port_node.h"
+#include "dtm_re_node.h"
+#include "dtm_re_table_node.h"
+#include "dtm_report.h"
+#include "dtm_table_node.h"
+#include "dtm_tree_data.h"
+
+namespace {
+constexpr const char* k_source = "dtm_node";
+}  // namespace
+
+// --- Child index ------------------------------------------------------------------
+
+void DTM_CHILD_INDEX::note(DTM_NODE_ENUM id, DTM_NODE* node) {
+  if ((m_used + 1) * 2 > m_capacity) {
+    grow();
+  }
+  const std::uint32_t mask = m_capacity - 1;
+  std::uint32_t i = home(id);
+  while (m_slots[i].m_node != nullptr) {
+    if (m_slots[i].m_id == id) {
+      return;  // an earlier child keeps the id
+    }
+    i = (i + 1) & mask;
+  }
+  m_slots[i] = SLOT{id, node};
+  ++m_used;
+}
+
+void DTM_CHILD_INDEX::replace(DTM_NODE_ENUM id, DTM_NODE* next) {
+  if (m_used == 0) {
+    return;
+  }
+  const std::uint32_t mask = m_capacity - 1;
+  std::uint32_t i = home(id);
+  while (m_slots[i].m_node != nullptr && m_slots[i].m_id != id) {
+    i = (i + 1) & mask;
+  }
+  if (m_slots[i].m_node == nullptr) {
+    return;
+  }
+  if (next != nullptr) {
+    m_slots[i].m_node = next;
+    return;
+  }
+  // Backward-shift deletion: pull later entries of the probe run into the
+  // hole when their home position allows it, so no tombstones are needed.
+  std::uint32_t hole = i;
+  for (std::uint32_t j = (hole + 1) & mask; m_slots[j].m_node != nullptr; j = (j + 1) & mask) {
+    const std::uint32_t want = home(m_slots[j].m_id);
+    // The entry at j may move to the hole unless its home lies in (hole, j].
+    const bool home_after_hole = ((j - want) & mask) < ((j - hole) & mask);
+    if (!home_after_hole) {
+      m_slots[hole] = m_slots[j];
+      hole = j;
+    }
+  }
+  m_slots[hole] = SLOT{DTM_NODE_NONE, nullptr};
+  --m_used;
+}
+
+void DTM_CHILD_INDEX::clear() noexcept {
+  for (std::uint32_t i = 0; i < m_capacity; ++i) {
+    m_slots[i] = SLOT{DTM_NODE_NONE, nullptr};
+  }
+  m_used = 0;
+  m_covered = 0;
+}
+
+void DTM_CHILD_INDEX::grow() {
+  const std::uint32_t old_capacity = m_capacity;
+  SLOT* const old_slots = m_slots;
+  m_capacity = old_capacity == 0 ? 4 : old_capacity * 2;
+  m_shift = 32;
+  for (std::uint32_t c = m_capacity; c > 1; c >>= 1) {
+    --m_shift;
+  }
+  m_slots = static_cast<SLOT*>(MEM_MANAGER::allocate(sizeof(SLOT) * m_capacity));
+  for (std::uint32_t i = 0; i < m_capacity; ++i) {
+    m_slots[i] = SLOT{DTM_NODE_NONE, nullptr};
+  }
+  m_used = 0;
+  for (std::uint32_t i = 0; i < old_capacity; ++i) {
+    if (old_slots[i].m_node != nullptr) {
+      note(old_slots[i].m_id, old_slots[i].m_node);
+    }
+  }
+  MEM_MANAGER::deallocate(old_slots, sizeof(SLOT) * old_capacity);
+}
+
+void DTM_CHILD_INDEX::release() noexcept {
+  MEM_MANAGER::deallocate(m_slots, sizeof(SLOT) * m_capacity);
+  m_slots = nullptr;
+  m_capacity = 0;
+  m_used = 0;
+  m_shift = 32;
+  m_covered = 0;
+}
+
+// --- Construction, destruction, children ----------------------------------------------
+
+DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
+
+DTM_NODE::~DTM_NODE() {
+  for (DTM_NODE* child : m_nodes) {
+    MEM_MANAGER::delete_wrapper(child);
+  }
+  NODES().swap(m_nodes);
+  MEM_STRING().swap(m_description);
+  MEM_MANAGER::delete_wrapper(m_data_root);
+  m_data_root = nullptr;
+  if (m_linked_node != nullptr && m_linked_node->get_version() == 1) {
+    MEM_MANAGER::delete_wrapper(m_linked_node);
+    m_linked_node = nullptr;
+  }
+}
+
+void DTM_NODE::append_child(DTM_NODE* node) {
+  const bool in_step = m_child_index.get_covered() == m_nodes.size();
+  m_nodes.push_back(node);
+  if (in_step) {
+    m_child_index.note(node->m_id, node);
+    m_child_index.set_covered(m_nodes.size());
+  }
+}
+
+void DTM_NODE::rebuild_child_index() const {
+  m_child_index.clear();
+  for (DTM_NODE* child : m_nodes) {
+    if (dtm_assert(child != nullptr, "node != 0", k_source) && child->m_id != DTM_NODE_NONE) {
+      m_child_index.note(child->m_id, child);
+    }
+  }
+  m_child_index.set_covered(m_nodes.size());
+}
+
+DTM_NODE* DTM_NODE::find_child(DTM_NODE_ENUM id) const {
+  if (m_child_index.get_covered() != m_nodes.size()) {
+    rebuild_child_index();
+  }
+  return m_child_index.find(id);
+}
+
+DTM_NODE* DTM_NODE::get_sub_node(DTM_NODE_ENUM e1, DTM_NODE_ENUM e2) const {
+  const DTM_NODE_ENUM id = e1 != DTM_NODE_NONE ? e1 : e2;
+  return id != DTM_NODE_NONE ? find_child(id) : nullptr;
+}
+
+DTM_NODE* DTM_NODE::get_node_by_path(const DTM_PATH& path) const {
+  if (path.empty()) {
+    return nullptr;
+  }
+  const DTM_NODE* node = this;
+  for (int i = 0; i < DTM_PATH_LENGTH && path[i] != DTM_NODE_NONE; ++i) {
+    node = node->find_child(path[i]);
+    if (node == nullptr) {
+      return nullptr;
+    }
+  }
+  return const_cast<DTM_NODE*>(node);
+}
+
+DTM_NODE* DTM_NODE::get_node(DTM_PATH_DEF) const {
+  return get_node_by_path(DTM_PATH{{DTM_PATH_ARGS}});
+}
+
+bool DTM_NODE::add_node(DTM_NODE* node, DTM_PATH_DEF) {
+  if (!m_writable || node == nullptr || node->m_id == DTM_NODE_NONE) {
+    return false;
+  }
+  if (p0 == DTM_NODE_NONE) {
+    append_child(node);
+    return true;
+  }
+  DTM_NODE* child = find_child(p0);
+  if (child == nullptr) {
+    child = MEM_MANAGER::new_wrapper<DTM_NODE>(p0, m_writable);
+    append_child(child);
+  }
+  return child->add_node(node, p1, p2, p3, p4, p5, p6, p7, p8, p9, DTM_NODE_NONE);
+}
+
+bool DTM_NODE::remove_node(DTM_PATH_DEF) {
+  if (!m_writable || p0 == DTM_NODE_NONE) {
+    return false;
+  }
+  DTM_NODE* child = find_child(p0);
+  if (child == nullptr) {
+    return false;
+  }
+  if (p1 != DTM_NODE_NONE) {
+    return child->remove_node(p1, p2, p3, p4, p5, p6, p7, p8, p9, DTM_NODE_NONE);
+  }
+  // The index is in step (find_child saw to it): the next child with the
+  // same id, if any, becomes the first.
+  std::size_t at = 0;
+  while (m_nodes[at] != child) {
+    ++at;
+  }
+  m_nodes.erase(m_nodes.begin() + static_cast<std::ptrdiff_t>(at));
+  DTM_NODE* next = nullptr;
+  for (std::size_t i = at; i < m_nodes.size() && next == nullptr; ++i) {
+    if (m_nodes[i] != nullptr && m_nodes[i]->m_id == p0) {
+      next = m_nodes[i];
+    }
+  }
+  m_child_index.replace(p0, next);
+  m_child_index.set_covered(m_nodes.size());
+  return true;
+}
+
+bool DTM_NODE::set_tree_data_root(DTM_TREE_DATA* root) {
+  if (root != m_data_root) {
+    MEM_MANAGER::delete_wrapper(m_data_root);
+    m_data_root = root;
+  }
+  return true;
+}
+
+void DTM_NODE::append_node_to(DTM_NODE* parent) {
+  if (!dtm_assert(parent != nullptr, "parent!=0", k_source)) {
+    return;
+  }
+  DTM_NODE* tail = parent;
+  while (tail->m_linked_node != nullptr) {
+    // Linking a node into a chain that already holds it would close a cycle.
+    if (!dtm_assert(tail != this, "tail != this", k_source)) {
+      return;
+    }
+    tail = tail->m_linked_node;
+  }
+  if (dtm_assert(tail != this, "tail != this", k_source)) {
+    tail->m_linked_node = this;
+  }
+}
+
+// --- Copy, scale, dump -------------------------------------------------------------
+
+DTM_NODE* DTM_NODE::clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const {
+  dtm_assert(segment != nullptr, "segment != 0", k_source);
+  DTM_NODE* result = MEM_MANAGER::new_wrapper_in<DTM_NODE>(segment, m_id, true);
+  if (!recursive) {
+    return result;
+  }
+  for (const DTM_NODE* child : m_nodes) {
+    if (!dtm_assert(child != nullptr, "node != 0", k_source)) {
+      continue;
+    }
+    DTM_NODE* node = child->clone(segment, recursive, copy_data);
+    if (!dtm_assert(node != nullptr, "node != 0", k_source)) {
+      continue;
+    }
+    if (!dtm_assert(result->add_node(node), "result->add_node(node)", k_source)) {
+      MEM_MANAGER::delete_wrapper(node);
+    }
+  }
+  return result;
+}
+
+void DTM_NODE::scale(double factor) {
+  for (DTM_NODE* child : m_nodes) {
+    if (child != nullptr) {
+      child->scale(factor);
+    }
+  }
+  if (m_data_root != nullptr) {
+    m_data_root->scale(factor);
+  }
+}
+
+void DTM_NODE::dump_tree(std::ostream& os, short depth, int a, int b) const {
+  std::string indent;
+  for (short i = 0; i < depth; ++i) {
+    indent += "|-  ";
+  }
+  const std::string prefix = indent + DBS_TRANSLATOR::get_debug_string_name(m_id);
+  os << prefix << "\n";
+  if (!m_description.empty()) {
+    os << indent << "Description:  " << m_description << "\n";
+  }
+  for (const DTM_NODE* child : m_nodes) {
+    if (child != nullptr) {
+      child->dump_tree(os, static_cast<short>(depth + 1), a, b);
+    }
+  }
+  if (m_data_root != nullptr) {
+    m_data_root->print_tree(os, prefix);
+  }
+}
+
+void DTM_NODE::dump_tree_in_dmf_format(std::ostream&, std::string_view) const {}
+
+// --- Accessors ---------------------------------------------------------------------
+
+bool DTM_NODE::is_writable() const { return m_writable; }
+void DTM_NODE::set_unwritable() { m_writable = false; }
+MEM_STRING DTM_NODE::get_description() const { return m_description; }
+void DTM_NODE::set_description(std::string_view description) {
+  m_description.assign(description.data(), description.size());
+}
+short DTM_NODE::get_version() const { return m_version; }
+short DTM_NODE::get_bin() const { return m_bin; }
+void DTM_NODE::set_version(short version) { m_version = version; }
+void DTM_NODE::set_bin(short bin) { m_bin = bin; }
+
+// --- The entry-point skeletons -------------------------------------------------------
+//
+// Every get, set and add entry point of every kind is one of the three
+// walks below, given the kind's row (dtm_typed_node.h, dtm_p2p_node.h) and
+// a `forward` that calls the same entry point, virtually, on another node.
+
+namespace {
+
+// The kind's leaf among `node`'s children: null when there is none, or when
+// the child with the kind's id is not of the leaf class (reported).
+template <class KIND>
+typename KIND::LEAF* find_leaf(const DTM_NODE& node) {
+  DTM_NODE* child = node.get_sub_node(KIND::k_kind, DTM_NODE_NONE);
+  if (child == nullptr) {
+    return nullptr;
+  }
+  if (!dtm_assert(typeid(*child) == typeid(typename KIND::LEAF), KIND::k_class_text, k_source)) {
+    return nullptr;
+  }
+  return static_cast<typename KIND::LEAF*>(child);
+}
+
+// With a path: the entry point of the node it names, with an empty path.
+// Without: the kind's leaf, then once its linked node.
+template <class KIND, class FORWARD>
+typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
+                               const typename KIND::ARGS& keys, FORWARD forward) {
+  using VALUE = typename KIND::VALUE;
+  using LEAF = typename KIND::LEAF;
+  if (!path.empty()) {
+    const DTM_NODE* target = self.get_node_by_path(path);
+    return target != nullptr ? forward(*target) : KIND::k_missing;
+  }
+  const LEAF* leaf = find_leaf<KIND>(self);
+  if (leaf == nullptr) {
+    return KIND::k_missing;
+  }
+  const bool accepted = KIND::accepts(keys);
+  VALUE result = accepted ? KIND::leaf_get(*leaf, keys) : KIND::k_missing;
+  const DTM_NODE* linked = leaf->get_linked_node();
+  if (KIND::VALUE_OPS::is_missing(result) && linked != nullptr) {
+    bool same_id = true;
+    if constexpr (KIND::k_link_text != nullptr) {
+      same_id = dtm_assert(linked->get_id() == KIND::k_kind, KIND::k_link_text, k_source);
+    }
+    if (typeid(*linked) == typeid(LEAF)) {
+      result = KIND::leaf_get(*static_cast<const LEAF*>(linked), keys);
+    } else {
+      if (same_id) {
+        dtm_report(KIND::k_class_text, k_source);
+      }
+      result = KIND::k_missing;
+    }
+    if (!accepted) {
+      result = KIND::k_missing;
+    }
+  }
+  return result;
+}
+
+template <class KIND, class FORWARD>
+bool set_entry(DTM_NODE& self, const DTM_PATH& path, typename KIND::VALUE delay,
+               const typename KIND::ARGS& keys, FORWARD forward) {
+  if (!path.empty()) {
+    DTM_NODE* target = self.get_node_by_path(path);
+    return target != nullptr && forward(*target);
+  }
+  typename KIND::LEAF* leaf = find_leaf<KIND>(self);
+  return leaf != nullptr && KIND::leaf_set(*leaf, delay, keys);
+}
+
+// The walk descends one level per call (through `forward`, which receives
+// the node and the rest of the path), creating the leaf and the missing
+// levels at the first level that does not exist.
+template <class KIND, class FORWARD>
+bool add_entry(DTM_NODE& self, const DTM_PATH& path, typename KIND::VALUE delay,
+               const typename KIND::ARGS& keys, FORWARD forward) {
+  using LEAF = typename KIND::LEAF;
+  const DTM_PATH walk = path.builder_form();
+  if (!walk.empty()) {
+    if (DTM_NODE* child = self.get_sub_node(walk[0], DTM_NODE_NONE); child != nullptr) {
+      return forward(*child, walk.tail());
+    }
+    LEAF* created = KIND::make_leaf();
+    if (!self.add_node(created, DTM_PATH_SPREAD(walk))) {
+      MEM_MANAGER::delete_wrapper(created);
+      return false;
+    }
+    DTM_NODE* target = self.get_node_by_path(walk);
+    return target != nullptr && forward(*target, DTM_PATH{});
+  }
+  if (self.get_sub_node(KIND::k_kind, DTM_NODE_NONE) == nullptr) {
+    LEAF* created = KIND::make_leaf();
+    if (!self.add_node(created)) {
+      MEM_MANAGER::delete_wrapper(created);
+      return false;
+    }
+  }
+  LEAF* leaf = find_leaf<KIND>(self);
+  return leaf != nullptr && KIND::leaf_add(*leaf, delay, keys);
+}
+
+using P2P_IN_OUT_ENTRY = DTM_P2P_KIND<DB_INPUT_PORT_TYPE, DB_OUTPUT_PORT_TYPE>;
+using P2P_IN_BURIED_ENTRY = DTM_P2P_KIND<DB_INPUT_PORT_TYPE, DB_BURIED_PORT_TYPE>;
+using P2P_BURIED_OUT_ENTRY = DTM_P2P_KIND<DB_BURIED_PORT_TYPE, DB_OUTPUT_PORT_TYPE>;
+using P2P_BURIED_BURIED_ENTRY = DTM_P2P_KIND<DB_BURIED_PORT_TYPE, DB_BURIED_PORT_TYPE>;
+
+}  // namespace
+
+// --- Get entry points -----------------------------------------------------------------
+
+int DTM_NODE::get_micro_node_delay(DTM_ENUM kind, DTM_PATH_DEF) const {
+  return get_entry<DTM_MICRO_KIND>(*this, {{DTM_PATH_ARGS}}, {kind},
+                                   [&](const DTM_NODE& n) { return n.get_micro_node_delay(kind); });
+}
+
+int DTM_NODE::get_table_node_delay(DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) const {
+  return get_entry<DTM_TABLE_KIND>(*this, {{DTM_PATH_ARGS}}, {row, col}, [&](const DTM_NODE& n) {
+    return n.get_table_node_delay(row, col);
+  });
+}
+
+double DTM_NODE::get_float_table_node_delay(DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) const {
+  return get_entry<DTM_FLOAT_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, {row, col},
+      [&](const DTM_NODE& n) { return n.get_float_table_node_delay(row, col); });
+}
+
+int DTM_NODE::get_ff_node_delay(DB_BURIED_PORT_TYPE port, DTM_ENUM kind, DTM_PATH_DEF) const {
+  return get_entry<DTM_FF_KIND>(*this, {{DTM_PATH_ARGS}}, {port, kind},
+                                [&](const DTM_NODE& n) { return n.get_ff_node_delay(port, kind); });
+}
+
+int DTM_NODE::get_re_node_delay(CDB_RE_TYPE re, DTM_PATH_DEF) const {
+  return get_entry<DTM_RE_KIND>(*this, {{DTM_PATH_ARGS}}, {re},
+                                [&](const DTM_NODE& n) { return n.get_re_node_delay(re); });
+}
+
+int DTM_NODE::get_re_table_node_delay(CDB_RE_TYPE re1, CDB_RE_TYPE re2, DTM_ENUM kind,
+                                      DTM_PATH_DEF) const {
+  return get_entry<DTM_RE_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, {re1, re2, kind},
+      [&](const DTM_NODE& n) { return n.get_re_table_node_delay(re1, re2, kind); });
+}
+
+int DTM_NODE::get_re_port_node_delay(CDB_RE_TYPE re, DB_INPUT_PORT_TYPE port, DTM_PATH_DEF) const {
+  return get_entry<DTM_RE_INPUT_PORT_KIND>(
+      *this, {{DTM_PATH_ARGS}}, {re, port},
+      [&](const DTM_NODE& n) { return n.get_re_port_node_delay(re, port); });
+}
+
+int DTM_NODE::get_port_re_node_delay(DB_OUTPUT_PORT_TYPE port, CDB_RE_TYPE re, DTM_PATH_DEF) const {
+  return get_entry<DTM_OUTPUT_PORT_RE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, {port, re},
+      [&](const DTM_NODE& n) { return n.get_port_re_node_delay(port, re); });
+}
+
+// The bodies of each group of four point-to-point entry points run
+// input->buried, input->output, buried->buried, buried->output.
+
+int DTM_NODE::get_p2p_node_delay(DB_INPUT_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                 DTM_ENUM condition, DTM_PATH_DEF) const {
+  return get_entry<P2P_IN_BURIED_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, {src, dst, condition},
+      [&](const DTM_NODE& n) { return n.get_p2p_node_delay(src, dst, condition); });
+}
+
+int DTM_NODE::get_p2p_node_delay(DB_INPUT_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                 DTM_ENUM condition, DTM_PATH_DEF) const {
+  return get_entry<P2P_IN_OUT_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, {src, dst, condition},
+      [&](const DTM_NODE& n) { return n.get_p2p_node_delay(src, dst, condition); });
+}
+
+int DTM_NODE::get_p2p_node_delay(DB_BURIED_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                 DTM_ENUM condition, DTM_PATH_DEF) const {
+  return get_entry<P2P_BURIED_BURIED_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, {src, dst, condition},
+      [&](const DTM_NODE& n) { return n.get_p2p_node_delay(src, dst, condition); });
+}
+
+int DTM_NODE::get_p2p_node_delay(DB_BURIED_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                 DTM_ENUM condition, DTM_PATH_DEF) const {
+  return get_entry<P2P_BURIED_OUT_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, {src, dst, condition},
+      [&](const DTM_NODE& n) { return n.get_p2p_node_delay(src, dst, condition); });
+}
+
+double DTM_NODE::get_rc_float(CDB_RE_TYPE re, DTM_ENUM kind, DTM_ENUM edge, DTM_PATH_DEF) const {
+  return get_entry<DTM_RC_KIND>(*this, {{DTM_PATH_ARGS}}, {re, kind, edge},
+                                [&](const DTM_NODE& n) { return n.get_rc_float(re, kind, edge); });
+}
+
+int DTM_NODE::get_integer_node_delay(DTM_ENUM kind, int index, DTM_PATH_DEF) const {
+  return get_entry<DTM_INTEGER_KIND>(
+      *this, {{DTM_PATH_ARGS}}, {kind, index},
+      [&](const DTM_NODE& n) { return n.get_integer_node_delay(kind, index); });
+}
+
+// --- Set entry points -------------------------------------------------------------------
+
+bool DTM_NODE::set_micro_node_delay(int delay, DTM_ENUM kind, DTM_PATH_DEF) {
+  return set_entry<DTM_MICRO_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {kind}, [&](DTM_NODE& n) {
+    return n.set_micro_node_delay(delay, kind);
+  });
+}
+
+bool DTM_NODE::set_table_node_delay(int delay, DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) {
+  return set_entry<DTM_TABLE_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {row, col}, [&](DTM_NODE& n) {
+    return n.set_table_node_delay(delay, row, col);
+  });
+}
+
+bool DTM_NODE::set_float_table_node_delay(double delay, DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) {
+  return set_entry<DTM_FLOAT_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {row, col},
+      [&](DTM_NODE& n) { return n.set_float_table_node_delay(delay, row, col); });
+}
+
+bool DTM_NODE::set_ff_node_delay(int delay, DB_BURIED_PORT_TYPE port, DTM_ENUM kind, DTM_PATH_DEF) {
+  return set_entry<DTM_FF_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {port, kind}, [&](DTM_NODE& n) {
+    return n.set_ff_node_delay(delay, port, kind);
+  });
+}
+
+bool DTM_NODE::set_re_node_delay(int delay, CDB_RE_TYPE re, DTM_PATH_DEF) {
+  return set_entry<DTM_RE_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {re},
+                                [&](DTM_NODE& n) { return n.set_re_node_delay(delay, re); });
+}
+
+bool DTM_NODE::set_re_table_node_delay(int delay, CDB_RE_TYPE re1, CDB_RE_TYPE re2, DTM_ENUM kind,
+                                       DTM_PATH_DEF) {
+  return set_entry<DTM_RE_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {re1, re2, kind},
+      [&](DTM_NODE& n) { return n.set_re_table_node_delay(delay, re1, re2, kind); });
+}
+
+bool DTM_NODE::set_re_port_node_delay(int delay, CDB_RE_TYPE re, DB_INPUT_PORT_TYPE port,
+                                      DTM_PATH_DEF) {
+  return set_entry<DTM_RE_INPUT_PORT_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {re, port},
+      [&](DTM_NODE& n) { return n.set_re_port_node_delay(delay, re, port); });
+}
+
+bool DTM_NODE::set_port_re_node_delay(int delay, DB_OUTPUT_PORT_TYPE port, CDB_RE_TYPE re,
+                                      DTM_PATH_DEF) {
+  return set_entry<DTM_OUTPUT_PORT_RE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {port, re},
+      [&](DTM_NODE& n) { return n.set_port_re_node_delay(delay, port, re); });
+}
+
+// Without a condition: the leaf is asked for the unconditioned delay.
+
+bool DTM_NODE::set_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                  DTM_PATH_DEF) {
+  return set_entry<P2P_IN_BURIED_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, delay, {src, dst, DTM_NONE},
+      [&](DTM_NODE& n) { return n.set_p2p_node_delay(delay, src, dst); });
+}
+
+bool DTM_NODE::set_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                  DTM_PATH_DEF) {
+  return set_entry<P2P_IN_OUT_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, delay, {src, dst, DTM_NONE},
+      [&](DTM_NODE& n) { return n.set_p2p_node_delay(delay, src, dst); });
+}
+
+bool DTM_NODE::set_p2p_node_delay(int delay, DB_BURIED_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                  DTM_PATH_DEF) {
+  return set_entry<P2P_BURIED_BURIED_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, delay, {src, dst, DTM_NONE},
+      [&](DTM_NODE& n) { return n.set_p2p_node_delay(delay, src, dst); });
+}
+
+bool DTM_NODE::set_p2p_node_delay(int delay, DB_BURIED_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                  DTM_PATH_DEF) {
+  return set_entry<P2P_BURIED_OUT_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, delay, {src, dst, DTM_NONE},
+      [&](DTM_NODE& n) { return n.set_p2p_node_delay(delay, src, dst); });
+}
+
+bool DTM_NODE::set_rc_float(double delay, CDB_RE_TYPE re, DTM_ENUM kind, DTM_ENUM edge,
+                            DTM_PATH_DEF) {
+  return set_entry<DTM_RC_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {re, kind, edge},
+                                [&](DTM_NODE& n) { return n.set_rc_float(delay, re, kind, edge); });
+}
+
+bool DTM_NODE::set_integer_node_delay(int delay, DTM_ENUM kind, int index, DTM_PATH_DEF) {
+  return set_entry<DTM_INTEGER_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {kind, index},
+      [&](DTM_NODE& n) { return n.set_integer_node_delay(delay, kind, index); });
+}
+
+// --- Add entry points -------------------------------------------------------------------
+
+bool DTM_NODE::add_micro_node_delay(int delay, DTM_ENUM kind, DTM_PATH_DEF) {
+  return add_entry<DTM_MICRO_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {kind}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_micro_node_delay(delay, kind, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_table_node_delay(int delay, DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) {
+  return add_entry<DTM_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {row, col}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_table_node_delay(delay, row, col, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_float_table_node_delay(double delay, DTM_ENUM row, DTM_ENUM col, DTM_PATH_DEF) {
+  return add_entry<DTM_FLOAT_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {row, col}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_float_table_node_delay(delay, row, col, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_ff_node_delay(int delay, DB_BURIED_PORT_TYPE port, DTM_ENUM kind, DTM_PATH_DEF) {
+  return add_entry<DTM_FF_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {port, kind}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_ff_node_delay(delay, port, kind, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_re_node_delay(int delay, CDB_RE_TYPE re, DTM_PATH_DEF) {
+  return add_entry<DTM_RE_KIND>(*this, {{DTM_PATH_ARGS}}, delay, {re},
+                                [&](DTM_NODE& n, const DTM_PATH& rest) {
+                                  return n.add_re_node_delay(delay, re, DTM_PATH_SPREAD(rest));
+                                });
+}
+
+bool DTM_NODE::add_re_table_node_delay(int delay, CDB_RE_TYPE re1, CDB_RE_TYPE re2, DTM_ENUM kind,
+                                       DTM_PATH_DEF) {
+  return add_entry<DTM_RE_TABLE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {re1, re2, kind}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_re_table_node_delay(delay, re1, re2, kind, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_re_port_node_delay(int delay, CDB_RE_TYPE re, DB_INPUT_PORT_TYPE port,
+                                      DTM_PATH_DEF) {
+  return add_entry<DTM_RE_INPUT_PORT_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {re, port}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_re_port_node_delay(delay, re, port, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_port_re_node_delay(int delay, DB_OUTPUT_PORT_TYPE port, CDB_RE_TYPE re,
+                                      DTM_PATH_DEF) {
+  return add_entry<DTM_OUTPUT_PORT_RE_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {port, re}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_port_re_node_delay(delay, port, re, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                  DTM_ENUM condition, DTM_PATH_DEF) {
+  return add_entry<P2P_IN_BURIED_ENTRY>(*this, {{DTM_PATH_ARGS}}, delay, {src, dst, condition},
+                                        [&](DTM_NODE& n, const DTM_PATH& rest) {
+                                          return n.add_p2p_node_delay(delay, src, dst, condition,
+                                                                      DTM_PATH_SPREAD(rest));
+                                        });
+}
+
+bool DTM_NODE::add_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                  DTM_ENUM condition, DTM_PATH_DEF) {
+  return add_entry<P2P_IN_OUT_ENTRY>(*this, {{DTM_PATH_ARGS}}, delay, {src, dst, condition},
+                                     [&](DTM_NODE& n, const DTM_PATH& rest) {
+                                       return n.add_p2p_node_delay(delay, src, dst, condition,
+                                                                   DTM_PATH_SPREAD(rest));
+                                     });
+}
+
+bool DTM_NODE::add_p2p_node_delay(int delay, DB_BURIED_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
+                                  DTM_ENUM condition, DTM_PATH_DEF) {
+  return add_entry<P2P_BURIED_BURIED_ENTRY>(
+      *this, {{DTM_PATH_ARGS}}, delay, {src, dst, condition},
+      [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_p2p_node_delay(delay, src, dst, condition, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_p2p_node_delay(int delay, DB_BURIED_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                  DTM_ENUM condition, DTM_PATH_DEF) {
+  return add_entry<P2P_BURIED_OUT_ENTRY>(*this, {{DTM_PATH_ARGS}}, delay, {src, dst, condition},
+                                         [&](DTM_NODE& n, const DTM_PATH& rest) {
+                                           return n.add_p2p_node_delay(delay, src, dst, condition,
+                                                                       DTM_PATH_SPREAD(rest));
+                                         });
+}
+
+bool DTM_NODE::add_rc_float(double delay, CDB_RE_TYPE re, DTM_ENUM kind, DTM_ENUM edge,
+                            DTM_PATH_DEF) {
+  return add_entry<DTM_RC_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {re, kind, edge}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_rc_float(delay, re, kind, edge, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::add_integer_node_delay(int delay, DTM_ENUM kind, int index, DTM_PATH_DEF) {
+  return add_entry<DTM_INTEGER_KIND>(
+      *this, {{DTM_PATH_ARGS}}, delay, {kind, index}, [&](DTM_NODE& n, const DTM_PATH& rest) {
+        return n.add_integer_node_delay(delay, kind, index, DTM_PATH_SPREAD(rest));
+      });
+}
+
+bool DTM_NODE::set_add_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
+                                      DTM_ENUM condition, DTM_PATH_DEF) {
+  return set_p2p_node_delay(delay, src, dst, DTM_PATH_ARGS) ||
+         add_p2p_node_delay(delay, src, dst, condition, DTM_PATH_ARGS);
+}
+
+// --- Static mappings --------------------------------------------------------------------
+
+DTM_ENUM DTM_NODE::get_dtm_enum_for_index(int index) {
+  constexpr int k_count = INDEX_36 - INDEX_0 + 1;
+  static_assert(k_count == 37, "the index members must be consecutive");
+  return index >= 0 && index < k_count ? static_cast<DTM_ENUM>(INDEX_0 + index) : DTM_NONE;
+}
+
+namespace {
+
+struct IO_STANDARD_ROW {
+  DEV_IO_STANDARD_ENUM m_device;
+  DTM_ENUM m_timing;
+};
+
+// Device IO standard -> IO-standard member of DTM_ENUM. Two device
+// standards share one member on purpose (LVTTL and LVCMOS at 3.3 V).
+constexpr IO_STANDARD_ROW k_io_standards[] = {
+    {DEV_IO_DEFAULT, DTM_NONE},
+    {DEV_IO_LVTTL_3V3, IO_LVTTL_3V3},
+    {DEV_IO_LVCMOS_3V3, IO_LVTTL_3V3},
+    {DEV_IO_LVTTL_2V5, IO_LVTTL_2V5},
+    {DEV_IO_LVCMOS_1V5, IO_LVCMOS_1V5},
+    {DEV_IO_LVCMOS_1V8, IO_LVCMOS_1V8},
+    {DEV_IO_LVCMOS_2V5, IO_LVCMOS_2V5},
+    {DEV_IO_SSTL_18_CLASS_I, IO_SSTL_18_CLASS_I},
+    {DEV_IO_HSTL_15_CLASS_I, IO_HSTL_15_CLASS_I},
+    {DEV_IO_DIFF_SSTL_2_CLASS_I, IO_DIFF_SSTL_2_CLASS_I},
+    {DEV_IO_PCI_3V3, IO_PCI_3V3},
+    {DEV_IO_DIFF_SSTL_2_CLASS_II, IO_DIFF_SSTL_2_CLASS_II},
+    {DEV_IO_HSTL_18_CLASS_II, IO_HSTL_18_CLASS_II},
+    {DEV_IO_HSTL_18_CLASS_I, IO_HSTL_18_CLASS_I},
+    {DEV_IO_PCIX_3V3, IO_PCIX_3V3},
+    {DEV_IO_SSTL_18_CLASS_II, IO_SSTL_18_CLASS_II},
+    {DEV_IO_SSTL_15_CLASS_I, IO_SSTL_15_CLASS_I},
+    {DEV_IO_SSTL_15_CLASS_II, IO_SSTL_15_CLASS_II},
+    {DEV_IO_DIFF_SSTL_18_CLASS_II, IO_DIFF_SSTL_18_CLASS_II},
+    {DEV_IO_DIFF_SSTL_15_CLASS_I, IO_DIFF_SSTL_15_CLASS_I},
+    {DEV_IO_LVCMOS_1V2, IO_LVCMOS_1V2},
+    {DEV_IO_GTL, IO_GTL},
+    {DEV_IO_GTL_PLUS, IO_GTL_PLUS},
+    {DEV_IO_DIFF_HSTL_12_CLASS_I, IO_DIFF_HSTL_12_CLASS_I},
+    {DEV_IO_DIFF_HSTL_12_CLASS_II, IO_DIFF_HSTL_12_CLASS_II},
+    {DEV_IO_DIFF_SSTL_15_CLASS_II, IO_DIFF_SSTL_15_CLASS_II},
+    {DEV_IO_SSTL_2_CLASS_II, IO_SSTL_2_CLASS_II},
+    {DEV_IO_SCHMITT_3V3, IO_SCHMITT_3V3},
+    {DEV_IO_SSTL_2_CLASS_I, IO_SSTL_2_CLASS_I},
+    {DEV_IO_HSTL_12_CLASS_I, IO_HSTL_12_CLASS_I},
+    {DEV_IO_HSTL_12_CLASS_II, IO_HSTL_12_CLASS_II},
+    {DEV_IO_HSTL_15_CLASS_II, IO_HSTL_15_CLASS_II},
+    {DEV_IO_LVDS, IO_LVDS},
+    {DEV_IO_MINI_LVDS, IO_MINI_LVDS},
+    {DEV_IO_RSDS, IO_RSDS},
+    {DEV_IO_LVPECL, IO_LVPECL},
+    {DEV_IO_BLVDS, IO_BLVDS},
+    {DEV_IO_HCSL, IO_HCSL},
+    {DEV_IO_SSTL_12, IO_SSTL_12},
+    {DEV_IO_DIFF_SSTL_12, IO_DIFF_SSTL_12},
+    {DEV_IO_HSUL_12, IO_HSUL_12},
+    {DEV_IO_DIFF_POD_12, IO_DIFF_POD_12},
+    {DEV_IO_DIFF_SSTL_135, IO_DIFF_SSTL_135},
+    {DEV_IO_DIFF_HSUL_12, IO_DIFF_HSUL_12},
+    {DEV_IO_POD_12, IO_POD_12},
+    {DEV_IO_SSTL_135, IO_SSTL_135},
+    {DEV_IO_SSTL_125, IO_SSTL_125},
+};
+
+// The same rows indexed by device value; -1 marks a value without a row.
+constexpr int k_io_standard_limit = [] {
+  int limit = 0;
+  for (const IO_STANDARD_ROW& row : k_io_standards) {
+    limit = row.m_device >= limit ? row.m_device + 1 : limit;
+  }
+  return limit;
+}();
+
+struct IO_STANDARD_INDEX {
+  std::int32_t m_timing[k_io_standard_limit];
+};
+
+constexpr IO_STANDARD_INDEX k_io_standard_index = [] {
+  IO_STANDARD_INDEX index{};
+  for (std::int32_t& value : index.m_timing) {
+    value = -1;
+  }
+  for (const IO_STANDARD_ROW& row : k_io_standards) {
+    index.m_timing[row.m_device] = row.m_timing;
+  }
+  return index;
+}();
+
+struct PHYS_IMPL_ROW {
+  std::int32_t m_first;
+  std::int32_t m_last;
+  DTM_NODE_ENUM m_map;
+};
+
+// Device IO implementation ranges -> IO map type; values outside every
+// range (including the right-side IO) are row IO.
+constexpr PHYS_IMPL_ROW k_phys_impls[] = {
+    {47, 70, DTM_MAP_IO_COLUMN},       // top and bottom IO
+    {71, 82, DTM_MAP_IO_ROW},          // left-side IO
+    {83, 134, DTM_MAP_IO_HIGH_SPEED},  // high-speed lanes
+    {135, 146, DTM_MAP_IO_COLUMN},     // clock pins
+};
+
+}  // namespace
+
+DTM_ENUM DTM_NODE::get_io_standard_dtm_enum_from_dev_enum(DEV_IO_STANDARD_ENUM standard) {
+  const std::int32_t value = standard;
+  const std::int32_t timing =
+      value >= 0 && value < k_io_standard_limit ? k_io_standard_index.m_timing[value] : -1;
+  if (timing < 0) {
+    dtm_report("unknown IO standard", k_source);
+    return DTM_NONE;
+  }
+  return static_cast<DTM_ENUM>(timing);
+}
+
+DTM_NODE_ENUM DTM_NODE::get_io_phys_impl_dtm_node_enum_from_dev_enum(DEV_PHYS_IMPL_ENUM impl) {
+  for (const PHYS_IMPL_ROW& row : k_phys_impls) {
+    if (impl >= row.m_first && impl <= row.m_last) {
+      return row.m_map;
+    }
+  }
+  return DTM_MAP_IO_ROW;
+}
