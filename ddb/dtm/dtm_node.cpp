@@ -147,10 +147,18 @@ void DTM_NODE::rebuild_child_index() const {
   m_child_index.set_covered(m_nodes.size());
 }
 
+// The index answers a hit by itself. Children are only ever added to the list
+// behind it (by append_child, or by a reader filling an empty list), never
+// replaced, so a stale index can lack a child but never name a wrong one:
+// only a miss needs the check.
 DTM_NODE* DTM_NODE::find_child(DTM_NODE_ENUM id) const {
-  if (m_child_index.get_covered() != m_nodes.size()) {
-    rebuild_child_index();
+  if (DTM_NODE* child = m_child_index.find(id); child != nullptr) {
+    return child;
   }
+  if (m_child_index.get_covered() == m_nodes.size()) {
+    return nullptr;
+  }
+  rebuild_child_index();
   return m_child_index.find(id);
 }
 
@@ -204,8 +212,10 @@ bool DTM_NODE::remove_node(DTM_PATH_DEF) {
   if (p1 != DTM_NODE_NONE) {
     return child->remove_node(p1, p2, p3, p4, p5, p6, p7, p8, p9, DTM_NODE_NONE);
   }
-  // The index is in step (find_child saw to it): the next child with the
-  // same id, if any, becomes the first.
+  // The next child with the same id, if any, becomes the first.
+  if (m_child_index.get_covered() != m_nodes.size()) {
+    rebuild_child_index();
+  }
   std::size_t at = 0;
   while (m_nodes[at] != child) {
     ++at;
@@ -338,18 +348,14 @@ typename KIND::LEAF* find_leaf(const DTM_NODE& node) {
   return static_cast<typename KIND::LEAF*>(child);
 }
 
-// With a path: the entry point of the node it names, with an empty path.
-// Without: the kind's leaf, then once its linked node.
-template <class KIND, class FORWARD>
-typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
-                               const typename KIND::ARGS& keys, FORWARD forward) {
+// The kind's leaf below `node` and, when it has no value, once its linked
+// node. An index the kind does not accept is never looked up (and what the
+// linked node answers for it is dropped).
+template <class KIND>
+typename KIND::VALUE ask_leaf(const DTM_NODE& node, const typename KIND::ARGS& keys) {
   using VALUE = typename KIND::VALUE;
   using LEAF = typename KIND::LEAF;
-  if (!path.empty()) {
-    const DTM_NODE* target = self.get_node_by_path(path);
-    return target != nullptr ? forward(*target) : KIND::k_missing;
-  }
-  const LEAF* leaf = find_leaf<KIND>(self);
+  const LEAF* leaf = find_leaf<KIND>(node);
   if (leaf == nullptr) {
     return KIND::k_missing;
   }
@@ -376,14 +382,36 @@ typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
   return result;
 }
 
+// With a path: the entry point of the node it names, with an empty path
+// (for a plain node that is ask_leaf itself, taken without the virtual
+// call). Without: ask_leaf here. No link is followed along the path.
+template <class KIND, class FORWARD>
+typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
+                               const typename KIND::ARGS& keys, FORWARD forward) {
+  if (path.empty()) {
+    return ask_leaf<KIND>(self, keys);
+  }
+  const DTM_NODE* target = self.get_node_by_path(path);
+  if (target == nullptr) {
+    return KIND::k_missing;
+  }
+  return typeid(*target) == typeid(DTM_NODE) ? ask_leaf<KIND>(*target, keys) : forward(*target);
+}
+
 template <class KIND, class FORWARD>
 bool set_entry(DTM_NODE& self, const DTM_PATH& path, typename KIND::VALUE delay,
                const typename KIND::ARGS& keys, FORWARD forward) {
+  DTM_NODE* target = &self;
   if (!path.empty()) {
-    DTM_NODE* target = self.get_node_by_path(path);
-    return target != nullptr && forward(*target);
+    target = self.get_node_by_path(path);
+    if (target == nullptr) {
+      return false;
+    }
+    if (typeid(*target) != typeid(DTM_NODE)) {
+      return forward(*target);
+    }
   }
-  typename KIND::LEAF* leaf = find_leaf<KIND>(self);
+  typename KIND::LEAF* leaf = find_leaf<KIND>(*target);
   return leaf != nullptr && KIND::leaf_set(*leaf, delay, keys);
 }
 

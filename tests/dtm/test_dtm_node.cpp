@@ -241,6 +241,39 @@ TEST(DtmNode, ChildLookupAgreesWithALiteralScan) {
   }
 }
 
+// A reader fills the child list of an empty node directly; lookups must see
+// those children (and report a null entry) without being told.
+class FILLED_NODE : public DTM_NODE {
+ public:
+  FILLED_NODE() : DTM_NODE(DTM_ROOT, true) {}
+  void fill(DTM_NODE* child) { m_nodes.push_back(child); }
+};
+
+TEST(DtmNode, ChildrenPlacedInTheListDirectlyAreFound) {
+  MSG_CAPTURE capture;
+  FILLED_NODE root;
+  auto* first = new DTM_NODE(A, true);
+  auto* second = new DTM_NODE(B, true);
+  auto* again = new DTM_NODE(A, true);
+  ASSERT_TRUE(root.add_node(first));
+  root.fill(second);
+  root.fill(nullptr);
+  root.fill(again);
+  EXPECT_EQ(root.get_sub_node(A), first);
+  EXPECT_EQ(capture.get_count(), 0U);  // a hit needs no check
+  EXPECT_EQ(root.get_sub_node(B), second);
+  EXPECT_EQ(capture.get_texts(), std::vector<std::string>{"node != 0"});
+  ASSERT_TRUE(root.remove_node(A));
+  delete first;
+  EXPECT_EQ(root.get_sub_node(A), again);
+  root.fill(first = new DTM_NODE(C, true));
+  ASSERT_TRUE(root.remove_node(C));  // a remove right after a direct fill
+  delete first;
+  EXPECT_EQ(root.get_sub_node(C), nullptr);
+  EXPECT_EQ(root.get_sub_node(A), again);
+  EXPECT_EQ(root.get_sub_node(B), second);
+}
+
 TEST(DtmNode, AppendNodeToThreadsAChainAtItsTail) {
   MSG_CAPTURE capture;
   DTM_NODE head(A, true);

@@ -155,6 +155,18 @@ TEST_P(P2pDirections, AddAndGetWithAndWithoutACondition) {
   EXPECT_EQ(capture.get_count(), 0U);
 }
 
+TEST_P(P2pDirections, APathNamingThePointToPointNodeReachesIt) {
+  const DIRECTION_CASE& c = GetParam();
+  DTM_NODE root(DTM_ROOT, true);
+  ASSERT_TRUE(c.m_add(root, 10, 1, 2, MIN_DELAY, A));
+  DTM_NODE& level = *root.get_node(A);
+  EXPECT_EQ(c.m_get(level, 1, 2, MIN_DELAY, DTM_P2P), 10);
+  // The leaf's add ignores the path it is handed.
+  EXPECT_TRUE(c.m_add(level, 11, 3, 4, DTM_NONE, DTM_P2P));
+  EXPECT_EQ(c.m_get(root, 3, 4, DTM_NONE, A), 11);
+  EXPECT_EQ(level.get_nodes().size(), 1U);
+}
+
 TEST_P(P2pDirections, KeysAreSourceTargetAndTheConditionWhenThereIsOne) {
   const DIRECTION_CASE& c = GetParam();
   for (const DTM_ENUM condition : {DTM_NONE, INDEX_0}) {

@@ -427,6 +427,22 @@ TEST_P(TypedNodes, APathHandedToTheLeafIsReportedWhereTheKindSaysSo) {
   }
 }
 
+// A path that names the leaf itself hands the call to the leaf: the kinds
+// that answer their own path forms answer it, the others find no leaf below.
+TEST_P(TypedNodes, APathEndingAtTheLeafReachesTheLeafsOwnForm) {
+  const KIND_CASE& k = GetParam();
+  MSG_CAPTURE capture;
+  DTM_NODE root(DTM_ROOT, true);
+  ASSERT_TRUE(k.m_add(root, value(k, 1), 1, path_of({A})));
+  const DTM_PATH to_leaf = path_of({A, k.m_kind});
+  const bool get_form = (k.m_path_forms & GET) != 0;
+  EXPECT_EQ(k.m_get(root, 1, to_leaf), get_form ? value(k, 1) : k.m_no_data);
+  const bool set_form = (k.m_path_forms & SET) != 0;
+  EXPECT_EQ(k.m_set(root, value(k, 4), 1, to_leaf), set_form);
+  EXPECT_EQ(k.m_get(root, 1, path_of({A})), set_form ? value(k, 4) : value(k, 1));
+  EXPECT_EQ(capture.get_count(), 0U);
+}
+
 TEST_P(TypedNodes, CloneCopiesTheLeafAndItsDataOnlyWhenAsked) {
   const KIND_CASE& k = GetParam();
   MSG_CAPTURE capture;
