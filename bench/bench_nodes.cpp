@@ -1,8 +1,9 @@
 // Delay queries on a timing model of about 1,000,000 delays: 1,024 places on
 // three-level paths (speed grade / block / part), each holding seven typed
-// leaves. Time per get_*_delay for hits drawn at random over the whole model,
-// for hits at one hot place, and for misses (absent key, absent level); and
-// time per add while the model is built.
+// leaves. Time per get_*_delay for hits drawn at random over the whole model
+// (every lookup misses the caches), over the places of one block and at one
+// place; for misses (absent key, absent level); and per add while the model
+// is built.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -224,6 +225,14 @@ void BM_get_hit_one_place(benchmark::State& state) {
   run_queries(state, kind, hits(kind, 1, 13), true);
 }
 
+// Queries spread over the sixteen places of one block: a working set of
+// about 16,000 delays per kind.
+void BM_get_hit_one_block(benchmark::State& state) {
+  const KIND& kind = k_kinds[state.range(0)];
+  state.SetLabel(kind.m_name);
+  run_queries(state, kind, hits(kind, k_parts, 23), true);
+}
+
 // The place exists, the key does not.
 void BM_get_miss_key(benchmark::State& state) {
   const KIND& kind = k_kinds[state.range(0)];
@@ -255,6 +264,7 @@ void kinds(benchmark::internal::Benchmark* b) {
 
 BENCHMARK(BM_get_hit)->Apply(kinds);
 BENCHMARK(BM_get_hit_one_place)->Apply(kinds);
+BENCHMARK(BM_get_hit_one_block)->Apply(kinds);
 BENCHMARK(BM_get_miss_key)->Apply(kinds);
 BENCHMARK(BM_get_miss_path)->Apply(kinds);
 

@@ -106,8 +106,7 @@ struct DTM_VALUE_OPS<int> {
     return root.add_int_to_tree(value, key);
   }
   static DTM_TREE_DATA* make_root(int value, const DTM_TREE_DATA_KEY& key) {
-    return MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(
-        value, MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(key));
+    return MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(value, key);
   }
 };
 
@@ -130,8 +129,7 @@ struct DTM_VALUE_OPS<double> {
     return root.add_float_to_tree(value, key);
   }
   static DTM_TREE_DATA* make_root(double value, const DTM_TREE_DATA_KEY& key) {
-    return MEM_MANAGER::new_wrapper<DTM_TREE_FLOAT_DATA>(
-        value, MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(key));
+    return MEM_MANAGER::new_wrapper<DTM_TREE_FLOAT_DATA>(value, key);
   }
 };
 

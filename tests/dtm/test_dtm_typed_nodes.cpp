@@ -48,6 +48,7 @@ struct KIND_CASE {
   double m_no_data;  // a leaf without data, or no leaf at all
   double m_absent;   // a leaf with data but not the key
   const char* m_link_text;
+  const char* m_source;     // the source name of the leaf's own reports
   unsigned m_path_reports;  // leaf operations that report a path (get 1, set 2, add 4)
   unsigned m_path_forms;    // leaf operations that answer a path-form call themselves
   std::function<PAIRS(int)> m_key;
@@ -63,7 +64,7 @@ constexpr double INT_NO = DTM_ILLEGAL_DELAY;
 
 const KIND_CASE k_kinds[] = {
     {"micro", DTM_MICRO, &typeid(DTM_MICRO_NODE), false, INT_NO, INT_NO,
-     "micro_node->m_linked_node->get_id() == DTM_MICRO", ALL, ALL,
+     "micro_node->m_linked_node->get_id() == DTM_MICRO", "dtm_micro_node", ALL, ALL,
      [](int s) {
        return PAIRS{{1, s}};
      },
@@ -77,7 +78,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_micro_node_delay(E(s), DTM_PATH_SPREAD(p));
      }},
     {"table", DTM_TABLE, &typeid(DTM_TABLE_NODE), false, INT_NO, INT_NO,
-     "table_node->m_linked_node->get_id() == DTM_TABLE", 0, 0,
+     "table_node->m_linked_node->get_id() == DTM_TABLE", "dtm_table_node", 0, 0,
      [](int s) {
        return PAIRS{{1, s}, {1, s}};
      },
@@ -91,7 +92,8 @@ const KIND_CASE k_kinds[] = {
        return n.get_table_node_delay(E(s), E(s), DTM_PATH_SPREAD(p));
      }},
     {"float_table", DTM_FLOAT_TABLE, &typeid(DTM_FLOAT_TABLE_NODE), true, -2147483647.0,
-     DTM_ILLEGAL_FLOAT, "float_table_node->m_linked_node->get_id() == DTM_FLOAT_TABLE", 0, 0,
+     DTM_ILLEGAL_FLOAT, "float_table_node->m_linked_node->get_id() == DTM_FLOAT_TABLE",
+     "dtm_float_table_node", 0, 0,
      [](int s) {
        return PAIRS{{1, s}, {1, s}};
      },
@@ -105,7 +107,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_float_table_node_delay(E(s), E(s), DTM_PATH_SPREAD(p));
      }},
     {"ff", DTM_FF, &typeid(DTM_FF_NODE), false, INT_NO, INT_NO,
-     "ff_node->m_linked_node->get_id() == DTM_FF", ALL, ALL,
+     "ff_node->m_linked_node->get_id() == DTM_FF", "dtm_ff_node", ALL, ALL,
      [](int s) {
        return PAIRS{{2, s + 1}, {1, s}};
      },
@@ -119,7 +121,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_ff_node_delay(BUR(s), E(s), DTM_PATH_SPREAD(p));
      }},
     {"re", DTM_RE, &typeid(DTM_RE_NODE), false, INT_NO, INT_NO,
-     "re_node->m_linked_node->get_id() == DTM_RE", ADD, ALL,
+     "re_node->m_linked_node->get_id() == DTM_RE", "dtm_re_node", ADD, ALL,
      [](int s) {
        return PAIRS{{5, s + 1}};
      },
@@ -133,7 +135,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_re_node_delay(RE(s), DTM_PATH_SPREAD(p));
      }},
     {"re_table", DTM_RE_TABLE, &typeid(DTM_RE_TABLE_NODE), false, INT_NO, INT_NO,
-     "re_node->m_linked_node->get_id() == DTM_RE_TABLE", ADD, ALL,
+     "re_node->m_linked_node->get_id() == DTM_RE_TABLE", "dtm_re_table_node", ADD, ALL,
      [](int s) {
        return s == 0 ? PAIRS{{5, 1}, {5, 1}} : PAIRS{{5, s + 1}, {5, s + 1}, {1, s}};
      },
@@ -147,7 +149,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_re_table_node_delay(RE(s), RE(s), E(s), DTM_PATH_SPREAD(p));
      }},
     {"re_input_port", DTM_RE_INPUT_PORT, &typeid(DTM_RE_INPUT_PORT_NODE), false, INT_NO, INT_NO,
-     "re_node->m_linked_node->get_id() == DTM_RE_INPUT_PORT", ADD, ALL,
+     "re_node->m_linked_node->get_id() == DTM_RE_INPUT_PORT", "dtm_re_input_port_node", ADD, ALL,
      [](int s) {
        return PAIRS{{5, s + 1}, {3, s + 1}};
      },
@@ -161,7 +163,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_re_port_node_delay(RE(s), IN(s), DTM_PATH_SPREAD(p));
      }},
     {"output_port_re", DTM_OUTPUT_PORT_RE, &typeid(DTM_OUTPUT_PORT_RE_NODE), false, INT_NO, INT_NO,
-     "re_node->m_linked_node->get_id() == DTM_OUTPUT_PORT_RE", ADD, ALL,
+     "re_node->m_linked_node->get_id() == DTM_OUTPUT_PORT_RE", "dtm_output_port_re_node", ADD, ALL,
      [](int s) {
        return PAIRS{{4, s + 1}, {5, s + 1}};
      },
@@ -175,7 +177,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_port_re_node_delay(OUT(s), RE(s), DTM_PATH_SPREAD(p));
      }},
     {"rc", DTM_RC, &typeid(DTM_RC_NODE), true, DTM_ILLEGAL_FLOAT, DTM_ILLEGAL_FLOAT,
-     "rc_node->m_linked_node->get_id() == DTM_RC", ALL, ALL,
+     "rc_node->m_linked_node->get_id() == DTM_RC", "dtm_rc_node", ALL, ALL,
      [](int s) {
        return PAIRS{{5, s + 1}, {1, s}, {1, s}};
      },
@@ -189,7 +191,7 @@ const KIND_CASE k_kinds[] = {
        return n.get_rc_float(RE(s), E(s), E(s), DTM_PATH_SPREAD(p));
      }},
     {"integer", DTM_INTEGER, &typeid(DTM_INTEGER_NODE), false, INT_NO, INT_NO,
-     "integer_node->m_linked_node->get_id() == DTM_INTEGER", SET, SET,
+     "integer_node->m_linked_node->get_id() == DTM_INTEGER", "dtm_integer_node", SET, SET,
      [](int s) {
        return PAIRS{{1, s}, {6, s + 1}};
      },
@@ -424,6 +426,9 @@ TEST_P(TypedNodes, APathHandedToTheLeafIsReportedWhereTheKindSaysSo) {
     const std::size_t expected = (k.m_path_reports & op.m_bit) != 0 ? 1U : 0U;
     EXPECT_EQ(capture.count_text("enum1 == DTM_NODE_NONE"), expected) << op.m_bit;
     EXPECT_EQ(capture.get_count(), expected) << op.m_bit;
+    for (const MSG_REPORT& report : capture.get_reports()) {
+      EXPECT_EQ(report.m_source, k.m_source);
+    }
   }
 }
 
@@ -504,6 +509,20 @@ TEST_P(TypedNodes, APlainNodeWithTheKindsIdIsReportedAndNotUsed) {
   const std::vector<std::string> texts = capture.get_texts();
   EXPECT_EQ(texts.front().rfind("typeid(*node) == typeid(DTM_", 0), 0U) << texts.front();
   EXPECT_EQ(capture.count_text(texts.front()), 3U);
+}
+
+TEST_P(TypedNodes, ACloneWithoutSegmentIsReportedByTheLeafsSource) {
+  const KIND_CASE& k = GetParam();
+  MSG_CAPTURE capture;
+  DTM_NODE root(DTM_ROOT, true);
+  ASSERT_TRUE(k.m_add(root, value(k, 1), 1, k_empty));
+  DTM_NODE* copy = root.get_sub_node(k.m_kind)->clone(nullptr, false, true);
+  ASSERT_EQ(capture.get_count(), 1U);
+  EXPECT_EQ(capture.get_texts().front(), "segment != 0");
+  EXPECT_EQ(capture.get_reports().front().m_source, k.m_source);
+  DTM_NODE other(DTM_ROOT, true);
+  ASSERT_TRUE(other.add_node(copy));
+  EXPECT_EQ(k.m_get(other, 1, k_empty), value(k, 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, TypedNodes, ::testing::ValuesIn(k_kinds), case_name);
