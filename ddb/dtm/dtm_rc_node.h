@@ -1,4 +1,4 @@
-// DTM_RC_NODE: rC values (floating point), keyed by the register type, the quantity and
+// DTM_RC_NODE: RC values (floating point), keyed by the register type, the quantity and
 // the edge. Without data a get answers DTM_ILLEGAL_FLOAT.
 #pragma once
 
