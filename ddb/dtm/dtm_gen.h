@@ -9,7 +9,7 @@
 #include "dtm_types.h"
 
 class DTM_FACTORY {
-public:
+ public:
   // Section markers of an amalgamated file; each long one starts with 40 asterisks.
   static const char* const DTM_DEVICE_LISTING;
   static const char* const DTM_START_COMMON;
@@ -33,4 +33,32 @@ public:
   // Turns one line (modified in place) into a record linked behind `prev`;
   // returns the new record, or `prev` when the line holds no word.
   DTM_LINE_NODE* parse_a_line(DTM_LINE_NODE* prev, char* line, DTM_SHORT line_number) const;
+
+  // ---- Legality checks ----
+  // Every finding is reported and the checks go on; no line is changed.
+  //
+  // Checks every line of the list whose first line is `begin`, in list order:
+  // identifier, delay groups, map types, delay-storage descriptors, and the
+  // rule of the line's delay type. Returns the verdict left by the last line.
+  bool check_legality(const DTM_LINE_NODE* begin) const;
+  // False when another line of the list has the same identifier; an
+  // identifier starting with a digit is reported without changing the result.
+  bool check_exp_legality(const DTM_LINE_NODE* begin) const;
+  // Reports delay groups of one line that no bin or version tells apart.
+  // Always true for a line.
+  bool check_delay_info_legality(const DTM_LINE_NODE* node) const;
+  // The rule of each delay type for the line's modifiers (count and the kind
+  // of each position). True when the line keeps it.
+  bool check_p2p_legality(const DTM_LINE_NODE* temp) const;
+  bool check_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_float_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_micro_legality(const DTM_LINE_NODE* temp) const;
+  bool check_rc_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_ff_legality(const DTM_LINE_NODE* temp) const;
+  bool check_output_port_re_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_input_port_legality(const DTM_LINE_NODE* temp) const;
+  bool check_integer_legality(const DTM_LINE_NODE* temp) const;
+  // ---- End of legality checks ----
 };
