@@ -9,7 +9,7 @@
 #include "dtm_types.h"
 
 class DTM_FACTORY {
- public:
+public:
   // Section markers of an amalgamated file; each long one starts with 40 asterisks.
   static const char* const DTM_DEVICE_LISTING;
   static const char* const DTM_START_COMMON;
