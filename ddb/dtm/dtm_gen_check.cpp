@@ -299,16 +299,18 @@ class DTM_ID_INDEX {
       if (id.empty()) {
         continue;
       }
-      for (std::size_t s = hash(id) & mask;; s = (s + 1) & mask) {
+      const std::size_t id_hash = hash(id);
+      for (std::size_t s = id_hash & mask;; s = (s + 1) & mask) {
         SLOT& slot = slots[s];
         if (slot.m_last == nullptr) {
-          slot = {line, position};
+          slot = {id_hash, line, position};
           break;
         }
-        if (std::string_view(slot.m_last->get_id()) == id) {
+        // The stored hash spares reading other records on a collision.
+        if (slot.m_hash == id_hash && std::string_view(slot.m_last->get_id()) == id) {
           m_stop[slot.m_position] = line;
           m_stop[position] = slot.m_last;
-          slot = {line, position};
+          slot = {id_hash, line, position};
           break;
         }
       }
@@ -322,6 +324,7 @@ class DTM_ID_INDEX {
 
  private:
   struct SLOT {
+    std::size_t m_hash = 0;
     const DTM_LINE_NODE* m_last = nullptr;
     std::size_t m_position = 0;
   };
