@@ -2,8 +2,6 @@
 // (identifiers, delay groups, map types, delay-storage descriptors) and the
 // rule of each delay type for the line's modifiers. Every finding is reported
 // and the walk goes on; no line is changed.
-#include <bit>
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -273,46 +271,29 @@ bool report_identifier(const DTM_LINE_NODE* line, const DTM_LINE_NODE* stop) {
 }
 
 // For every line of a list, in list order, the line at which the literal
-// duplicate search stops. Built in one pass: a hash table keyed by identifier
-// holds the last line seen with each identifier; meeting that identifier again
-// makes the new line the earlier one's answer (its nearest later equal line)
-// and the earlier one the new line's answer until a later equal line turns up.
+// duplicate search stops. Built in one pass over the list: a hash table keyed
+// by identifier holds the last line seen with each identifier; meeting that
+// identifier again makes the new line the earlier one's answer (its nearest
+// later equal line) and the earlier one the new line's answer, until a later
+// equal line turns up.
 class DTM_ID_INDEX {
  public:
   explicit DTM_ID_INDEX(const DTM_LINE_NODE* begin) {
-    std::size_t lines = 0;
-    std::size_t with_id = 0;
-    for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next()) {
-      ++lines;
-      with_id += line->get_id().empty() ? 0 : 1;
-    }
-    m_stop.assign(lines, nullptr);
-    if (with_id == 0) {
-      return;
-    }
-    const std::size_t mask = std::bit_ceil(2 * with_id) - 1;
-    MEM_VECTOR<SLOT> slots(mask + 1);
     const std::hash<std::string_view> hash;
-    std::size_t position = 0;
-    for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next(), ++position) {
+    TABLE table;
+    for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next()) {
+      const std::size_t position = m_stop.size();
+      m_stop.push_back(nullptr);
       const std::string_view id(line->get_id());
       if (id.empty()) {
         continue;
       }
-      const std::size_t id_hash = hash(id);
-      for (std::size_t s = id_hash & mask;; s = (s + 1) & mask) {
-        SLOT& slot = slots[s];
-        if (slot.m_last == nullptr) {
-          slot = {id_hash, line, position};
-          break;
-        }
-        // The stored hash spares reading other records on a collision.
-        if (slot.m_hash == id_hash && std::string_view(slot.m_last->get_id()) == id) {
-          m_stop[slot.m_position] = line;
-          m_stop[position] = slot.m_last;
-          slot = {id_hash, line, position};
-          break;
-        }
+      const SLOT met = {hash(id), line, position};
+      SLOT& slot = table.find_or_add(met);
+      if (slot.m_last != line) {
+        m_stop[slot.m_position] = line;
+        m_stop[position] = slot.m_last;
+        slot = met;
       }
     }
   }
@@ -323,11 +304,60 @@ class DTM_ID_INDEX {
   }
 
  private:
+  // The last line seen with an identifier, the identifier's hash, and the
+  // line's position in the list.
   struct SLOT {
     std::size_t m_hash = 0;
     const DTM_LINE_NODE* m_last = nullptr;
     std::size_t m_position = 0;
   };
+
+  // Open addressing with linear probing, at most half full; doubles as
+  // identifiers come in (the stored hashes make the move cheap).
+  class TABLE {
+   public:
+    // The slot of `met`'s identifier; a new identifier gets `met` itself.
+    SLOT& find_or_add(const SLOT& met) {
+      if (2 * (m_used + 1) > m_slots.size()) {
+        grow();
+      }
+      const std::size_t mask = m_slots.size() - 1;
+      const std::string_view id(met.m_last->get_id());
+      for (std::size_t s = met.m_hash & mask;; s = (s + 1) & mask) {
+        SLOT& slot = m_slots[s];
+        if (slot.m_last == nullptr) {
+          ++m_used;
+          slot = met;
+          return slot;
+        }
+        // The stored hash spares reading other records on a collision.
+        if (slot.m_hash == met.m_hash && std::string_view(slot.m_last->get_id()) == id) {
+          return slot;
+        }
+      }
+    }
+
+   private:
+    void grow() {
+      MEM_VECTOR<SLOT> old(m_slots.empty() ? 64 : 2 * m_slots.size());
+      old.swap(m_slots);
+      const std::size_t mask = m_slots.size() - 1;
+      for (const SLOT& moved : old) {
+        if (moved.m_last == nullptr) {
+          continue;
+        }
+        std::size_t s = moved.m_hash & mask;
+        while (m_slots[s].m_last != nullptr) {
+          s = (s + 1) & mask;
+        }
+        m_slots[s] = moved;
+      }
+    }
+
+    MEM_VECTOR<SLOT> m_slots;
+    std::size_t m_used = 0;
+  };
+
   MEM_VECTOR<const DTM_LINE_NODE*> m_stop;
 };
 

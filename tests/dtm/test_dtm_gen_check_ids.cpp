@@ -163,9 +163,9 @@ TEST(DtmGenCheckIds, ResultOfTheSingleLineCheck) {
 // and come in runs), lines without identifiers, description lines, and
 // random line numbers. Every line is otherwise legal, so the walk reports
 // nothing but the identifier findings.
-std::vector<ID_LINE> random_file(unsigned seed) {
+std::vector<ID_LINE> random_file(unsigned seed, std::size_t max_count) {
   std::mt19937 random(seed);
-  const std::size_t count = 1 + random() % 500;
+  const std::size_t count = 1 + random() % max_count;
   const std::size_t pool_size = 1 + random() % (count / 3 + 1);
   static const char* const shapes[] = {"ID", "id", "7x", "0", "A", "_", "9"};
   std::vector<std::string> pool;
@@ -191,9 +191,10 @@ std::vector<ID_LINE> random_file(unsigned seed) {
 
 TEST(DtmGenCheckIds, IndexedSearchEqualsThePlainSearchOnRandomFiles) {
   std::size_t reports = 0;
-  for (unsigned seed = 1; seed <= 40; ++seed) {
+  // Forty small files, and three larger ones with thousands of identifiers.
+  for (unsigned seed = 1; seed <= 43; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    const std::vector<ID_LINE> file = random_file(seed);
+    const std::vector<ID_LINE> file = random_file(seed, seed <= 40 ? 500 : 6000);
     LINE_LIST lines;
     build(lines, file);
     ASSERT_EQ(lines.size(), file.size());
