@@ -91,60 +91,39 @@ struct TYPE_RULE {
   POSITION_CHECK m_checks[3];
 };
 
+// clang-format off
 constexpr TYPE_RULE k_rc_rule = {
-    "Bad DMF file: One DMF line is an invalid rc-type (line ",
-    3,
-    4,
-    3,
-    {{2, KIND::DESCRIPTOR, 0}, {1, KIND::RE_TYPE, 0}, {3, KIND::DESCRIPTOR, 4}}};
+    "Bad DMF file: One DMF line is an invalid rc-type (line ", 3, 4,
+    3, {{2, KIND::DESCRIPTOR, 0}, {1, KIND::RE_TYPE, 0}, {3, KIND::DESCRIPTOR, 4}}};
 constexpr TYPE_RULE k_re_rule = {
-    "Bad DMF file: One DMF line is an invalid re-type (line ", 2, 2, 1, {{1, KIND::RE_TYPE, 0}}};
-constexpr TYPE_RULE k_table_rule = {"Bad DMF file: One DMF line is an invalid table-type (line ",
-                                    3,
-                                    3,
-                                    2,
-                                    {{1, KIND::DESCRIPTOR, 0}, {2, KIND::DESCRIPTOR, 0}}};
+    "Bad DMF file: One DMF line is an invalid re-type (line ", 2, 2,
+    1, {{1, KIND::RE_TYPE, 0}}};
+constexpr TYPE_RULE k_table_rule = {
+    "Bad DMF file: One DMF line is an invalid table-type (line ", 3, 3,
+    2, {{1, KIND::DESCRIPTOR, 0}, {2, KIND::DESCRIPTOR, 0}}};
 constexpr TYPE_RULE k_float_table_rule = {
-    "Bad DMF file: One DMF line is an invalid float_table-type (line ",
-    3,
-    3,
-    2,
-    {{1, KIND::DESCRIPTOR, 0}, {2, KIND::DESCRIPTOR, 0}}};
+    "Bad DMF file: One DMF line is an invalid float_table-type (line ", 3, 3,
+    2, {{1, KIND::DESCRIPTOR, 0}, {2, KIND::DESCRIPTOR, 0}}};
 constexpr TYPE_RULE k_integer_rule = {
-    "Bad DMF file: One DMF line is an invalid integer-type (line ",
-    2,
-    3,
-    3,
-    {{1, KIND::NUMBER, 2}, {1, KIND::DESCRIPTOR, 3}, {2, KIND::NUMBER, 3}}};
+    "Bad DMF file: One DMF line is an invalid integer-type (line ", 2, 3,
+    3, {{1, KIND::NUMBER, 2}, {1, KIND::DESCRIPTOR, 3}, {2, KIND::NUMBER, 3}}};
 // Modifier 3, when present, is not checked.
 constexpr TYPE_RULE k_re_table_rule = {
-    "Bad DMF file: One DMF line is an invalid re_table-type (line ",
-    3,
-    4,
-    2,
-    {{1, KIND::RE_TYPE, 0}, {2, KIND::RE_TYPE, 0}}};
+    "Bad DMF file: One DMF line is an invalid re_table-type (line ", 3, 4,
+    2, {{1, KIND::RE_TYPE, 0}, {2, KIND::RE_TYPE, 0}}};
 constexpr TYPE_RULE k_re_input_port_rule = {
-    "Bad DMF file: One DMF line is an invalid re->inputport type (line ",
-    3,
-    3,
-    2,
-    {{1, KIND::RE_TYPE, 0}, {2, KIND::INPUT_PORT, 0}}};
+    "Bad DMF file: One DMF line is an invalid re->inputport type (line ", 3, 3,
+    2, {{1, KIND::RE_TYPE, 0}, {2, KIND::INPUT_PORT, 0}}};
 constexpr TYPE_RULE k_output_port_re_rule = {
-    "Bad DMF file: One DMF line is an invalid outputport->re type (line ",
-    3,
-    3,
-    2,
-    {{1, KIND::OUTPUT_PORT, 0}, {2, KIND::RE_TYPE, 0}}};
-constexpr TYPE_RULE k_ff_rule = {"Bad DMF file: One DMF line is an invalid ff-type (line ",
-                                 3,
-                                 3,
-                                 2,
-                                 {{1, KIND::BURIED_PORT, 0}, {2, KIND::DESCRIPTOR, 0}}};
-constexpr TYPE_RULE k_micro_rule = {"Bad DMF file: One DMF line is an invalid micro-type (line ",
-                                    2,
-                                    2,
-                                    1,
-                                    {{1, KIND::DESCRIPTOR, 0}}};
+    "Bad DMF file: One DMF line is an invalid outputport->re type (line ", 3, 3,
+    2, {{1, KIND::OUTPUT_PORT, 0}, {2, KIND::RE_TYPE, 0}}};
+constexpr TYPE_RULE k_ff_rule = {
+    "Bad DMF file: One DMF line is an invalid ff-type (line ", 3, 3,
+    2, {{1, KIND::BURIED_PORT, 0}, {2, KIND::DESCRIPTOR, 0}}};
+constexpr TYPE_RULE k_micro_rule = {
+    "Bad DMF file: One DMF line is an invalid micro-type (line ", 2, 2,
+    1, {{1, KIND::DESCRIPTOR, 0}}};
+// clang-format on
 
 bool check_modifiers(const DTM_LINE_NODE* temp, const TYPE_RULE& rule) {
   if (!dtm_assert(temp != nullptr, "temp != 0", k_source)) {
@@ -166,52 +145,32 @@ bool check_modifiers(const DTM_LINE_NODE* temp, const TYPE_RULE& rule) {
 
 // ---- Dispatch on the delay type ---------------------------------------------
 
-using RULE_CALL = bool (*)(const DTM_FACTORY&, const DTM_LINE_NODE*);
+using RULE = bool (DTM_FACTORY::*)(const DTM_LINE_NODE*) const;
 
-// The rule of each delay type and the assertion reported when it fails.
+// The rule of each delay type and the assertion reported when it fails. The
+// general parameters have no rule of their own: the delay type must stand alone.
 struct DELAY_TYPE {
   DTM_NODE_ENUM m_type;
-  RULE_CALL m_rule;
+  RULE m_rule;  // null for the general parameters
   const char* m_failed;
 };
 
+// clang-format off
 constexpr DELAY_TYPE k_delay_types[] = {
-    {DTM_P2P, [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_p2p_legality(t); },
-     "check_p2p_legality(temp)"},
-    {DTM_TABLE,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_table_legality(t); },
-     "check_table_legality(temp)"},
-    {DTM_FLOAT_TABLE,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_float_table_legality(t); },
-     "check_float_table_legality(temp)"},
-    {DTM_MICRO,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_micro_legality(t); },
-     "check_micro_legality(temp)"},
-    {DTM_RC, [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_rc_legality(t); },
-     "check_rc_legality(temp)"},
-    {DTM_RE, [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_re_legality(t); },
-     "check_re_legality(temp)"},
-    {DTM_RE_TABLE,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_re_table_legality(t); },
-     "check_re_table_legality(temp)"},
-    {DTM_FF, [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_ff_legality(t); },
-     "check_ff_legality(temp)"},
-    {DTM_OUTPUT_PORT_RE,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) {
-       return f.check_output_port_re_legality(t);
-     },
-     "check_output_port_re_legality(temp)"},
-    {DTM_RE_INPUT_PORT,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_re_input_port_legality(t); },
-     "check_re_input_port_legality(temp)"},
-    // General parameters: the delay type alone.
-    {DTM_GENERAL_PARAM,
-     [](const DTM_FACTORY&, const DTM_LINE_NODE* t) { return t->get_num_modifiers() == 1; },
-     "temp->get_num_modifiers() == 1"},
-    {DTM_INTEGER,
-     [](const DTM_FACTORY& f, const DTM_LINE_NODE* t) { return f.check_integer_legality(t); },
-     "check_integer_legality(temp)"},
+    {DTM_P2P,            &DTM_FACTORY::check_p2p_legality,            "check_p2p_legality(temp)"},
+    {DTM_TABLE,          &DTM_FACTORY::check_table_legality,          "check_table_legality(temp)"},
+    {DTM_FLOAT_TABLE,    &DTM_FACTORY::check_float_table_legality,    "check_float_table_legality(temp)"},
+    {DTM_MICRO,          &DTM_FACTORY::check_micro_legality,          "check_micro_legality(temp)"},
+    {DTM_RC,             &DTM_FACTORY::check_rc_legality,             "check_rc_legality(temp)"},
+    {DTM_RE,             &DTM_FACTORY::check_re_legality,             "check_re_legality(temp)"},
+    {DTM_RE_TABLE,       &DTM_FACTORY::check_re_table_legality,       "check_re_table_legality(temp)"},
+    {DTM_FF,             &DTM_FACTORY::check_ff_legality,             "check_ff_legality(temp)"},
+    {DTM_OUTPUT_PORT_RE, &DTM_FACTORY::check_output_port_re_legality, "check_output_port_re_legality(temp)"},
+    {DTM_RE_INPUT_PORT,  &DTM_FACTORY::check_re_input_port_legality,  "check_re_input_port_legality(temp)"},
+    {DTM_GENERAL_PARAM,  nullptr,                                     "temp->get_num_modifiers() == 1"},
+    {DTM_INTEGER,        &DTM_FACTORY::check_integer_legality,        "check_integer_legality(temp)"},
 };
+// clang-format on
 
 const DELAY_TYPE* find_delay_type(DTM_NODE_ENUM type) {
   for (const DELAY_TYPE& entry : k_delay_types) {
@@ -442,7 +401,9 @@ bool DTM_FACTORY::check_legality(const DTM_LINE_NODE* begin) const {
             message("Bad DMF file: One DMF line has no delay-type specified (line ", line_number),
             k_source);
       } else {
-        dtm_assert(type->m_rule(*this, temp), type->m_failed, k_source);
+        const bool kept =
+            type->m_rule != nullptr ? (this->*type->m_rule)(temp) : temp->get_num_modifiers() == 1;
+        dtm_assert(kept, type->m_failed, k_source);
       }
     }
   }
