@@ -70,6 +70,35 @@ class DTM_FACTORY {
   // number of groups when none does (which the evaluators then report).
   DTM_SHORT choose_delay_group(const DTM_LINE_NODE* line) const;
 
+
+  // ---- Legality checks ----
+  // Every finding is reported and the checks go on; no line is changed.
+  //
+  // Checks every line of the list whose first line is `begin`, in list order:
+  // identifier, delay groups, map types, delay-storage descriptors, and the
+  // rule of the line's delay type. Returns the verdict left by the last line.
+  bool check_legality(const DTM_LINE_NODE* begin) const;
+  // False when another line of the list has the same identifier; an
+  // identifier starting with a digit is reported without changing the result.
+  bool check_exp_legality(const DTM_LINE_NODE* begin) const;
+  // Reports delay groups of one line that no bin or version tells apart.
+  // Always true for a line.
+  bool check_delay_info_legality(const DTM_LINE_NODE* node) const;
+  // The rule of each delay type for the line's modifiers (count and the kind
+  // of each position). True when the line keeps it.
+  bool check_p2p_legality(const DTM_LINE_NODE* temp) const;
+  bool check_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_float_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_micro_legality(const DTM_LINE_NODE* temp) const;
+  bool check_rc_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_table_legality(const DTM_LINE_NODE* temp) const;
+  bool check_ff_legality(const DTM_LINE_NODE* temp) const;
+  bool check_output_port_re_legality(const DTM_LINE_NODE* temp) const;
+  bool check_re_input_port_legality(const DTM_LINE_NODE* temp) const;
+  bool check_integer_legality(const DTM_LINE_NODE* temp) const;
+  // ---- End of legality checks ----
+
  private:
   DTM_DELAY_TARGET m_delay_target;
 };
