@@ -87,8 +87,10 @@ struct PDB_SEGMENT_STATE {
   // Records that `owner` owns `target`; raises on a second owner.
   void take_ownership(std::uint32_t target, std::uint32_t owner);
   // Checks that the owners form a forest below the roots, within the depth
-  // limit of the segment information.
+  // limit of the segment information, and that every inspected target
+  // outlives its source (verify_inspected).
   void verify_ownership();
+  void verify_inspected();
 
   // The file's class number of a program class (-1 when absent).
   std::int32_t file_class_of(const PDB_CLASS_INFO* info) const noexcept {
@@ -125,6 +127,13 @@ struct PDB_SEGMENT_STATE {
   MEM_VECTOR<std::uint32_t> m_owner;
   MEM_VECTOR<PDB_REF_RECORD> m_refs;
   MEM_VECTOR<PDB_OWNERSHIP_RULE> m_rules;
+  // References decided by a rule not to own their target: the source's
+  // destructor looks at the target, which must therefore outlive it.
+  struct INSPECTED {
+    std::uint32_t m_source;
+    std::uint32_t m_target;
+  };
+  MEM_VECTOR<INSPECTED> m_inspected;
   bool m_holds_identities = false;
 
   // The object being transferred and its class brackets.

@@ -333,6 +333,8 @@ void PDB_SEGMENT_READER::read_objects() {
         ref.m_kind = owned ? PDB_OWNERSHIP::OWNED : PDB_OWNERSHIP::NOT_OWNED;
         if (owned) {
           s.take_ownership(ref.m_target, ref.m_source);
+        } else {
+          s.m_inspected.push_back(PDB_SEGMENT_STATE::INSPECTED{ref.m_source, ref.m_target});
         }
       }
     }
@@ -420,6 +422,7 @@ void PDB_SEGMENT_READER::finish_reading_all() noexcept {
   release_vector(s.m_owner);
   release_vector(s.m_refs);
   release_vector(s.m_rules);
+  release_vector(s.m_inspected);
   release_vector(s.m_classes);
   release_vector(s.m_file_class_of);
   release_vector(s.m_contexts);

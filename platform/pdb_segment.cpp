@@ -190,6 +190,75 @@ void PDB_SEGMENT_STATE::verify_ownership() {
       depth[below] = level;
     }
   }
+  verify_inspected();
+}
+
+// A target that a rule says is not owned must outlive the source whose
+// destructor looks at it: the source itself, one of its owners (alive while
+// the source is destroyed within them), or an object of another root's tree
+// (whose order of destruction is the caller's). Ancestry is tested with the
+// entry and exit numbers of an iterative walk of the ownership forest.
+void PDB_SEGMENT_STATE::verify_inspected() {
+  if (m_inspected.empty()) {
+    return;
+  }
+  const std::uint32_t count = static_cast<std::uint32_t>(m_objects.size());
+  MEM_VECTOR<std::uint32_t> first(count + 1, 0);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (m_owner[i] < count) {
+      ++first[m_owner[i] + 1];
+    }
+  }
+  for (std::uint32_t i = 0; i < count; ++i) {
+    first[i + 1] += first[i];
+  }
+  MEM_VECTOR<std::uint32_t> children(first[count]);
+  {
+    MEM_VECTOR<std::uint32_t> next(first.begin(), first.end() - 1);
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (m_owner[i] < count) {
+        children[next[m_owner[i]]++] = i;
+      }
+    }
+  }
+  MEM_VECTOR<std::uint32_t> enter(count);
+  MEM_VECTOR<std::uint32_t> leave(count);
+  MEM_VECTOR<std::uint32_t> tree(count);
+  MEM_VECTOR<std::uint32_t> stack;  // objects whose children are being numbered
+  MEM_VECTOR<std::uint32_t> position(count);
+  std::uint32_t clock = 0;
+  for (std::uint32_t root = 0; root < count; ++root) {
+    if (m_owner[root] != PDB_ROOT_OWNER) {
+      continue;
+    }
+    enter[root] = clock++;
+    tree[root] = root;
+    position[root] = first[root];
+    stack.push_back(root);
+    while (!stack.empty()) {
+      const std::uint32_t object = stack.back();
+      if (position[object] < first[object + 1]) {
+        const std::uint32_t child = children[position[object]++];
+        enter[child] = clock++;
+        tree[child] = root;
+        position[child] = first[child];
+        stack.push_back(child);
+      } else {
+        leave[object] = clock++;
+        stack.pop_back();
+      }
+    }
+  }
+  for (const INSPECTED& link : m_inspected) {
+    const std::uint32_t s = link.m_source;
+    const std::uint32_t t = link.m_target;
+    if (s == t || tree[s] != tree[t] || (enter[t] < enter[s] && leave[s] < leave[t])) {
+      continue;
+    }
+    m_segment.fail("object " + describe(s) + " links to object " + describe(t) +
+                   " of its own tree without owning it, and that object is not one of its "
+                   "owners: destroying the tree could free it first");
+  }
 }
 
 // The owner table becomes a root table in place: each entry of an owned
@@ -223,10 +292,13 @@ void PDB_SEGMENT_STATE::drop_unclaimed_roots() noexcept {
     const std::uint32_t owner = m_owner[object];
     return owner == PDB_ROOT_OWNER || owner == PDB_NO_OWNER ? object : owner & ~k_compressed;
   };
+  // Cut the links into the dropped trees from the trees handed out, and every
+  // link out of the dropped trees, so that no destructor looks at an object
+  // freed before it.
   for (const PDB_REF_RECORD& ref : m_refs) {
     if (m_objects[ref.m_source].m_object != nullptr &&
-        m_owner[root_of(ref.m_source)] != PDB_NO_OWNER &&
-        m_owner[root_of(ref.m_target)] == PDB_NO_OWNER) {
+        (m_owner[root_of(ref.m_source)] == PDB_NO_OWNER ||
+         m_owner[root_of(ref.m_target)] == PDB_NO_OWNER)) {
       PDB_CLASS_INFO::find_index(ref.m_declared)->get_thunks().m_storer(ref.m_slot, nullptr);
     }
   }
@@ -479,6 +551,8 @@ void PDB_SEGMENT::write_ref(PDB_OBJECT_BASE* object, const PDB_CLASS_INFO* info,
   }
   if (owned) {
     s.take_ownership(target, s.m_current);
+  } else if (ownership.get_kind() == PDB_OWNERSHIP::BY_RULE) {
+    s.m_inspected.push_back(PDB_SEGMENT_STATE::INSPECTED{s.m_current, target});
   }
   put_raw(target + 1);
 }

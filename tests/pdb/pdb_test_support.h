@@ -45,9 +45,9 @@ inline T_FLOAT_DATA* float_leaf(double value, std::int16_t key_parts) {
 }
 
 // A model: root -> {a (with an int data tree), pair (two owned direction
-// nodes, one with float data), leaf}; a's linked node is the leaf (not
-// owned), the leaf links to a version-1 node it owns, the pair's second
-// node links back to the root (a cycle through a non-owning link).
+// nodes, one with float data), leaf}; a links to itself, the leaf links to
+// a version-1 node it owns, the pair's second node links back to the root
+// (a cycle through a non-owning link).
 inline T_NODE* sample_model() {
   T_NODE* root = new T_NODE(T_KIND_A);
   root->m_description = "root";
@@ -70,7 +70,7 @@ inline T_NODE* sample_model() {
   T_LEAF* leaf = new T_LEAF;
   root->add(leaf);
   leaf->m_description = "leaf";
-  a->m_linked_node = leaf;
+  a->m_linked_node = a;
   T_NODE* owned = new T_NODE(T_KIND_A);
   owned->m_version = 1;
   owned->m_description = "owned link";

@@ -107,7 +107,7 @@ TEST(PdbRoundTrip, ModelGraphComesBackWithItsSharingAndCycles) {
     compare.links();
     // The cycle: the pair's second node links back to the root read.
     EXPECT_EQ(static_cast<T_PAIR*>(copy->m_nodes[1])->m_second->m_linked_node, copy);
-    EXPECT_EQ(copy->m_nodes[0]->m_linked_node, copy->m_nodes[2]);
+    EXPECT_EQ(copy->m_nodes[0]->m_linked_node, copy->m_nodes[0]);
     EXPECT_EQ(copy->m_nodes[2]->m_linked_node->m_description, "owned link");
     delete model;
     delete copy;
@@ -205,6 +205,40 @@ TEST(PdbRoundTrip, RootsNotReadAreFreedAndLinksIntoThemCut) {
     delete copy;
     delete clone;
     delete master;
+  }
+  EXPECT_TRUE(counters.same());
+}
+
+// Unclaimed trees that link to each other are freed in root order: the
+// links out of them are cut first, so none looks at a tree freed before it.
+TEST(PdbRoundTrip, UnclaimedTreesLinkingToEachOtherAreFreedSafely) {
+  TEST_DIR dir;
+  const COUNTERS counters;
+  {
+    T_NODE* b = sample_model();
+    T_NODE* a = new T_NODE;
+    a->m_linked_node = b->m_nodes[0];
+    a->add(new T_NODE)->m_linked_node = b;
+    T_NODE* kept = new T_NODE;
+    kept->m_linked_node = a;
+    PDB_ARCHIVE archive;
+    ASSERT_TRUE(archive.open(dir.path("three")));
+    {
+      PDB_SEGMENT_WRITER writer(archive, pdb_ddb_segment_info(), "", ".ddb");
+      ASSERT_TRUE(writer.open());
+      writer.write_reference("p_ref", kept);
+      writer.write_reference("b", b);
+      writer.write_reference("a", a);
+      writer.finish_writing_all();
+    }
+    T_NODE* copy = nullptr;
+    ASSERT_TRUE(pdb_read_(copy, archive, ""));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->m_linked_node, nullptr);
+    delete copy;
+    delete kept;
+    delete a;
+    delete b;
   }
   EXPECT_TRUE(counters.same());
 }
