@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <unordered_set>
 
@@ -100,7 +101,12 @@ bool PDB_SEGMENT_READER::open() {
   }
   s.m_phase = PDB_SEGMENT_STATE::FAILED;
   s.m_size = static_cast<std::uint64_t>(status.st_size);
-  s.m_image = static_cast<unsigned char*>(MEM_MANAGER::allocate(s.m_size > 0 ? s.m_size : 1));
+  try {
+    s.m_image = static_cast<unsigned char*>(MEM_MANAGER::allocate(s.m_size > 0 ? s.m_size : 1));
+  } catch (const std::bad_alloc&) {
+    ::close(fd);
+    fail("the file (" + std::to_string(s.m_size) + " bytes) does not fit in memory");
+  }
   std::uint64_t done = 0;
   while (done < s.m_size) {
     const ssize_t got = ::read(fd, s.m_image + done, s.m_size - done);

@@ -176,7 +176,11 @@ void PDB_SEGMENT_WRITER::write_objects() {
 
   // Every object in the order it was reached; transferring one appends the
   // objects it reaches first.
+  constexpr std::uint32_t k_ahead = 8;
   for (std::uint32_t i = 0; i < s.m_objects.size(); ++i) {
+    if (i + k_ahead < s.m_objects.size()) {
+      __builtin_prefetch(s.m_objects[i + k_ahead].m_object);
+    }
     s.m_current = i;
     s.m_began = false;
     m_field = nullptr;

@@ -66,13 +66,21 @@ TEST_F(PdbCorruption, TheGoodFileReads) {
   EXPECT_TRUE(got_root);
 }
 
+// Each truncation as it is, and with length and checksums fixed up so that
+// the parser meets the missing bytes itself.
 TEST_F(PdbCorruption, EveryTruncationRaises) {
   const COUNTERS counters;
   for (std::size_t length = 0; length < m_good.size(); ++length) {
+    std::string image = m_good.substr(0, length);
     bool got_root = true;
-    const std::string message = read_image(m_dir, m_good.substr(0, length), &got_root);
+    EXPECT_NE(read_image(m_dir, image, &got_root), "") << length;
     EXPECT_FALSE(got_root) << length;
-    EXPECT_NE(message, "") << length;
+    if (length >= 40) {
+      const std::uint64_t size = length;
+      std::memcpy(image.data() + 16, &size, 8);
+      EXPECT_NE(read_image(m_dir, reseal(image), &got_root), "") << length;
+      EXPECT_FALSE(got_root) << length;
+    }
   }
   EXPECT_TRUE(counters.same());
 }
@@ -102,19 +110,6 @@ TEST_F(PdbCorruption, ResealedBitFlipsNeverBreakTheReader) {
     raised += read_image(m_dir, reseal(image), &got_root).empty() ? 0 : 1;
   }
   EXPECT_GT(raised, 0u);
-  EXPECT_TRUE(counters.same());
-}
-
-TEST_F(PdbCorruption, ResealedTruncationsRaise) {
-  const COUNTERS counters;
-  for (std::size_t length = 40; length < m_good.size(); ++length) {
-    std::string image = m_good.substr(0, length);
-    const std::uint64_t size = length;
-    std::memcpy(image.data() + 16, &size, 8);
-    bool got_root = true;
-    EXPECT_NE(read_image(m_dir, reseal(image), &got_root), "") << length;
-    EXPECT_FALSE(got_root);
-  }
   EXPECT_TRUE(counters.same());
 }
 
@@ -155,24 +150,10 @@ std::vector<CRAFTED> crafted_files() {
     file("ownership cycle", o, node_tables(3), "ownership cycle");
   }
   {
-    DDB_BYTES o;  // a child that owns itself
-    node(o, 0, {2});
-    node(o, 0, {2});
-    file("owns itself", o, node_tables(2), "owned twice");
-  }
-  {
     DDB_BYTES o;  // a child whose own child is the root: its own ancestor
     node(o, 0, {2});
     node(o, 0, {1});
     file("owns its ancestor", o, node_tables(2), "is a root and is also owned");
-  }
-  {
-    DDB_BYTES o;  // deeper: 1 -> 2 -> 3 -> 1 with the root owning 1
-    node(o, 0, {2});
-    node(o, 0, {3});
-    node(o, 0, {4});
-    node(o, 0, {2});
-    file("ancestor three levels up", o, node_tables(4), "owned twice");
   }
   {
     DDB_BYTES o;  // two parents, one child
@@ -181,12 +162,6 @@ std::vector<CRAFTED> crafted_files() {
     node(o, 0, {4});
     node(o, 0, {});
     file("owned twice", o, node_tables(4), "owned twice");
-  }
-  {
-    DDB_BYTES o;  // the same child twice in one list
-    node(o, 0, {2, 2});
-    node(o, 0, {});
-    file("same child twice", o, node_tables(2), "owned twice");
   }
   {
     DDB_BYTES o;  // a version-1 linked node is owned: shared, it is owned twice
@@ -223,11 +198,6 @@ std::vector<CRAFTED> crafted_files() {
   }
   {
     DDB_BYTES o;
-    o.u32(0).u32(0).u32(7).u8(1).u32(0x80000000U);  // a description of 2^31 bytes
-    file("string length 2^31", o, node_tables(1), "a count of 2147483648");
-  }
-  {
-    DDB_BYTES o;
     node(o, 0, {});
     DDB_BYTES t;
     t.u32(0x80000000U);
@@ -237,13 +207,6 @@ std::vector<CRAFTED> crafted_files() {
     DDB_BYTES o;
     node(o, 0, {});
     file("object count 2^31", o, node_tables(0x80000000U), "object count of 2147483648");
-  }
-  {
-    DDB_BYTES o;
-    node(o, 0, {});
-    DDB_BYTES t;
-    t.u32(1).cls("T_NODE", 0x10000001, node_fields()).u32(1).u32(0x80000000U);
-    file("root count 2^31", o, t.bytes(), "a count of 2147483648");
   }
   {
     DDB_BYTES o;
@@ -346,11 +309,6 @@ std::vector<CRAFTED> crafted_files() {
     node(o, 0, {});
     o.u8(0);
     file("bytes after the objects", o, node_tables(1), "ends 1 bytes before the tables");
-  }
-  {
-    DDB_BYTES o;
-    node(o, 0, {});
-    file("bytes after the roots", o, node_tables(1) + "z", "1 bytes follow the root table");
   }
   {
     DDB_BYTES o;

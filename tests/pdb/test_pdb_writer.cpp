@@ -318,6 +318,19 @@ TEST(PdbRegistration, ClassRecords) {
   EXPECT_EQ(static_cast<const T_NODE&>(object).pdb_class_info(), leaf);
 }
 
+// The identity is one 32-bit word: a plain object of two ints takes 12
+// bytes, and a polymorphic one packs a first int32 member beside the word.
+TEST(PdbRegistration, TheIdentityWordIsAllTheBasesAdd) {
+  struct POLY : PDB_VIRTUAL_OBJECT<POLY> {
+    void serialize(PDB_SEGMENT&) override {}
+    std::int32_t m_value = 0;
+  };
+  EXPECT_EQ(sizeof(PDB_OBJECT_BASE), 4u);
+  EXPECT_EQ(sizeof(T_WRAPPER), 12u);
+  EXPECT_EQ(sizeof(POLY), 2 * sizeof(void*));
+  EXPECT_EQ(T_WRAPPER().get_pdb_identity(), PDB_UNREGISTERED);
+}
+
 TEST(PdbRegistration, InconsistentRegistrationsAreReportedAndRefused) {
   PDB_SEGMENT_INFO other("other");
   MSG_CAPTURE capture;
