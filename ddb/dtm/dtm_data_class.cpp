@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "dtm_report.h"
+#include "dtm_tree_data_key.h"
 
 namespace {
 
@@ -68,27 +69,27 @@ std::size_t count_entries(const DTM_BASE_DATA* node) {
 // Labels of the listings: the key's name in the family that the owning
 // node's type and the entry's shape select.
 
-enum LABEL_FAMILY : unsigned char {
-  NOT_ALLOWED,
-  ENUM_NAME,        // DTM_ENUM, the key as stored
-  INPUT_PORT_NAME,  // the others: the key minus one
-  OUTPUT_PORT_NAME,
-  BURIED_PORT_NAME,
-  RE_TYPE_NAME,
-};
+// A family is the key's wrapper family (the same stored-value convention:
+// DTM_ENUM keys as they are, the others plus one); unset means no name.
+constexpr DTM_WRAPPER_TYPE NOT_ALLOWED = DTM_WRAPPER_UNSET;
+constexpr DTM_WRAPPER_TYPE ENUM_NAME = DTM_WRAPPER_DTM_ENUM;
+constexpr DTM_WRAPPER_TYPE INPUT_PORT_NAME = DTM_WRAPPER_INPUT_PORT;
+constexpr DTM_WRAPPER_TYPE OUTPUT_PORT_NAME = DTM_WRAPPER_OUTPUT_PORT;
+constexpr DTM_WRAPPER_TYPE BURIED_PORT_NAME = DTM_WRAPPER_BURIED_PORT;
+constexpr DTM_WRAPPER_TYPE RE_TYPE_NAME = DTM_WRAPPER_RE_TYPE;
 
 struct LABEL_ROW {
-  std::int32_t m_node_type;
-  LABEL_FAMILY m_two_level_top;
-  LABEL_FAMILY m_leaf;
-  LABEL_FAMILY m_three_level_top;
+  DTM_NODE_ENUM m_node_type;
+  DTM_WRAPPER_TYPE m_two_level_top;
+  DTM_WRAPPER_TYPE m_leaf;
+  DTM_WRAPPER_TYPE m_three_level_top;
 };
 
 constexpr LABEL_ROW k_label_rows[] = {
-    {49, INPUT_PORT_NAME, BURIED_PORT_NAME, NOT_ALLOWED},
-    {50, INPUT_PORT_NAME, OUTPUT_PORT_NAME, NOT_ALLOWED},
-    {51, BURIED_PORT_NAME, OUTPUT_PORT_NAME, NOT_ALLOWED},
-    {52, BURIED_PORT_NAME, BURIED_PORT_NAME, NOT_ALLOWED},
+    {DTM_P2P_IN_BURIED, INPUT_PORT_NAME, BURIED_PORT_NAME, NOT_ALLOWED},
+    {DTM_P2P_IN_OUT, INPUT_PORT_NAME, OUTPUT_PORT_NAME, NOT_ALLOWED},
+    {DTM_P2P_BURIED_OUT, BURIED_PORT_NAME, OUTPUT_PORT_NAME, NOT_ALLOWED},
+    {DTM_P2P_BURIED_BURIED, BURIED_PORT_NAME, BURIED_PORT_NAME, NOT_ALLOWED},
     {DTM_TABLE, ENUM_NAME, ENUM_NAME, NOT_ALLOWED},
     {DTM_MICRO, NOT_ALLOWED, ENUM_NAME, NOT_ALLOWED},
     {DTM_RC, ENUM_NAME, ENUM_NAME, RE_TYPE_NAME},
@@ -108,15 +109,14 @@ const LABEL_ROW* find_label_row(DTM_NODE_ENUM node_type) noexcept {
   return nullptr;
 }
 
-std::string family_name(LABEL_FAMILY family, DTM_ENUM key) {
-  (void)family;
-  (void)key;
-  return "";
+const char* family_name(DTM_WRAPPER_TYPE family, DTM_ENUM key) noexcept {
+  const char* name = DTM_ENUM_WRAPPER::get_name(family, key);
+  return name != nullptr ? name : "";
 }
 
 // `depth_error` is what a three-level top under a type without such
 // chains reports (the listing and the comparison word it differently).
-std::string make_label(const DTM_BASE_DATA& entry, DTM_NODE_ENUM node_type,
+const char* make_label(const DTM_BASE_DATA& entry, DTM_NODE_ENUM node_type,
                        const char* depth_error) {
   if (entry.get_enum() == DTM_NONE) {
     return "";

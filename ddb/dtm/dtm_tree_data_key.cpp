@@ -2,7 +2,9 @@
 
 #include <sstream>
 
+#include "dbs_translator.h"
 #include "dtm_report.h"
+#include "dtm_string.h"
 #include "gen_sys.h"
 
 namespace {
@@ -16,7 +18,31 @@ void write_number(std::ostream& os, int value) {
 
 }  // namespace
 
+const char* DTM_ENUM_WRAPPER::get_name(std::int32_t enum_type, std::int32_t enum_id) noexcept {
+  const std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(enum_id) - 1U);
+  switch (enum_type) {
+    case DTM_WRAPPER_DTM_ENUM:
+      return DTM_STRING::get_dtm_enum_string(enum_id);
+    case DTM_WRAPPER_BURIED_PORT:
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_BURIED_PORT_TYPE>(value));
+    case DTM_WRAPPER_INPUT_PORT:
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_INPUT_PORT_TYPE>(value));
+    case DTM_WRAPPER_OUTPUT_PORT:
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_OUTPUT_PORT_TYPE>(value));
+    case DTM_WRAPPER_RE_TYPE:
+      return value >= 0 && value < CDB_RE_TYPE_COUNT
+                 ? CDB_RE_TYPE_STRING[value]
+                 : DBS_TRANSLATOR::get_debug_string_name(static_cast<CDB_RE_TYPE>(value));
+    default:
+      return nullptr;
+  }
+}
+
 void DTM_ENUM_WRAPPER::write_text(std::ostream& os) const {
+  if (const char* name = get_name(); name != nullptr) {
+    os << name;
+    return;
+  }
   switch (m_enum_type) {
     case DTM_WRAPPER_UNSET:
       os << '-';
@@ -25,11 +51,11 @@ void DTM_ENUM_WRAPPER::write_text(std::ostream& os) const {
       write_number(os, static_cast<int>(static_cast<std::uint32_t>(m_enum_id) - 1U));
       return;
     default:
-      break;
+      write_number(os, m_enum_type);
+      os << ':';
+      write_number(os, m_enum_id);
+      return;
   }
-  write_number(os, m_enum_type);
-  os << ':';
-  write_number(os, m_enum_id);
 }
 
 DTM_TREE_DATA_KEY::DTM_TREE_DATA_KEY(DTM_SHORT count, DTM_ENUM_WRAPPER w1, DTM_ENUM_WRAPPER w2,

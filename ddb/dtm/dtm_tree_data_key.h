@@ -63,9 +63,16 @@ class DTM_ENUM_WRAPPER : public MEM_OBJECT {
     return m_enum_type == other.m_enum_type && m_enum_id == other.m_enum_id;
   }
 
-  // The part as display text: the enumeration name of its value (families 1
-  // to 5), the index (family 6), "-" when unset, and "<family>:<id>" for a
-  // family this system does not know or a value without a name.
+  // The enumeration name of a stored value of a family 1 to 5 (the value
+  // minus one, except for DTM_ENUM): the translator's debug name, a
+  // register-element type's entry of CDB_RE_TYPE_STRING. Never null for
+  // those families (a value without a member gets the translator's
+  // "<unnamed ...>" text); null for any other family.
+  static const char* get_name(std::int32_t enum_type, std::int32_t enum_id) noexcept;
+  const char* get_name() const noexcept { return get_name(m_enum_type, m_enum_id); }
+
+  // The part as display text: its name (families 1 to 5), the index (family
+  // 6), "-" when unset, and "<family>:<id>" for an unknown family.
   void write_text(std::ostream& os) const;
 
  private:

@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "dbs_translator.h"
 #include "dtm_data_class.h"
+#include "dtm_string.h"
 #include "mem_alloc_sys.h"
 #include "msg_sys.h"
 
@@ -347,6 +349,96 @@ TEST_F(DtmDataClass, ListingGoesSubTreeValuesLeftRight) {
   os.setf(std::ios::showpos);
   level->print_tree(os, k_unlabelled, "x", true, "");
   EXPECT_EQ(os.str(), "+20x\n+10x\n+30x\n");
+}
+
+// The name of a stored key in a label family: 'E' DTM_ENUM, 'I', 'O', 'B'
+// input, output, buried port, 'R' register type (the last four minus one).
+std::string family_name(char family, int key) {
+  switch (family) {
+    case 'E':
+      return DTM_STRING::get_dtm_enum_string(key);
+    case 'I':
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_INPUT_PORT_TYPE>(key - 1));
+    case 'O':
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_OUTPUT_PORT_TYPE>(key - 1));
+    case 'B':
+      return DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_BURIED_PORT_TYPE>(key - 1));
+    case 'R':
+      return CDB_RE_TYPE_STRING[key - 1];
+    default:
+      return "";
+  }
+}
+
+TEST_F(DtmDataClass, LabelsAreNamedByTheNodeTypeAndTheEntryShape) {
+  struct CASE {
+    DTM_NODE_ENUM m_type;
+    const char* m_families;  // two-level top, leaf, three-level top; '-' not allowed
+  };
+  const CASE cases[] = {
+      {DTM_P2P_IN_BURIED, "IB-"},
+      {DTM_P2P_IN_OUT, "IO-"},
+      {DTM_P2P_BURIED_OUT, "BO-"},
+      {DTM_P2P_BURIED_BURIED, "BB-"},
+      {DTM_TABLE, "EE-"},
+      {DTM_MICRO, "-E-"},
+      {DTM_RC, "EER"},
+      {DTM_RE, "-R-"},
+      {DTM_RE_TABLE, "RRR"},
+      {DTM_FF, "BE-"},
+      {DTM_OUTPUT_PORT_RE, "OR-"},
+      {DTM_RE_INPUT_PORT, "RI-"},
+      {DTM_FLOAT_TABLE, "---"},  // no labels at all
+      {DTM_NODE_NONE, "---"},
+  };
+  constexpr const char* k_two_level = "Invalid DTM_NODE_ENUM for 2 level nodes";
+  for (const CASE& c : cases) {
+    const char two = c.m_families[0];
+    const char leaf = c.m_families[1];
+    const char three = c.m_families[2];
+    SCOPED_TRACE(c.m_type);
+    MSG_CAPTURE capture;
+    CHAIN one(DTM_BASE_DATA::create_node(7, e(3), k_none, k_none));
+    EXPECT_EQ(listed(*one, c.m_type, "", "|"), "7|" + family_name(leaf, 3) + "\n");
+    EXPECT_EQ(capture.get_count(), 0u);  // a leaf never reports
+
+    CHAIN pair(DTM_BASE_DATA::create_node(8, e(3), e(4), k_none));
+    EXPECT_EQ(listed(*pair, c.m_type, "", "|"),
+              "8|" + family_name(two, 3) + "|" + family_name(leaf, 4) + "\n");
+    EXPECT_EQ(capture.count_text(k_two_level), two == '-' ? 1u : 0u);
+
+    capture.clear();
+    CHAIN triple(DTM_BASE_DATA::create_node(9, e(3), e(4), e(5)));
+    const std::string path =
+        "|" + family_name(three, 3) + "|" + family_name(two, 4) + "|" + family_name(leaf, 5);
+    EXPECT_EQ(listed(*triple, c.m_type, "", "|"), "9" + path + "\n");
+    std::vector<std::string> reports;
+    if (three == '-') {
+      reports.push_back("Incorrect depth of the DMF tree.");
+    }
+    if (two == '-') {
+      reports.push_back(k_two_level);
+    }
+    EXPECT_EQ(capture.get_texts(), reports);
+
+    // The comparison words the depth report differently.
+    capture.clear();
+    CHAIN other(DTM_BASE_DATA::create_node(1, e(6), k_none, k_none));
+    const std::string separated = "\t|-- " + family_name(three, 3) + "\t|-- " +
+                                  family_name(two, 4) + "\t|-- " + family_name(leaf, 5);
+    EXPECT_EQ(compared(*triple, other.get(), c.m_type, false), "9P" + separated + "\n");
+    if (three == '-') {
+      reports.front() = "id == DTM_RC || id == DTM_RE_TABLE";
+    }
+    EXPECT_EQ(capture.get_texts(), reports);
+  }
+  // A DTM_NONE key has an empty label and no report, whatever its shape:
+  // only the two-level top below it reports here.
+  MSG_CAPTURE capture;
+  CHAIN unnamed(MEM_MANAGER::new_wrapper<DTM_PTR_DATA>(
+      k_none, DTM_BASE_DATA::create_node(1, e(2), e(3), k_none)));
+  EXPECT_EQ(listed(*unnamed, DTM_MICRO, "", "|"), "1|||" + family_name('E', 3) + "\n");
+  EXPECT_EQ(capture.get_texts(), std::vector<std::string>{k_two_level});
 }
 
 TEST_F(DtmDataClass, CompareWritesChangedValuesOrMissingEntries) {

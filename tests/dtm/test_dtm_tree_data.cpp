@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "dbs_translator.h"
 #include "dtm_tree_data.h"
 #include "mem_alloc_sys.h"
 #include "msg_sys.h"
@@ -419,6 +420,18 @@ TEST_F(DtmTreeData, PrintListsInKeyOrderWithPositionMarks) {
   EXPECT_EQ(os.str(),
             "<\t|-- [1] = 0.1\n\t|-- [2] = 123456.789012\n>\t|-- [3] = -123456789.9\n"
             ">>\t|-- [4] = -2\n");
+}
+
+TEST_F(DtmTreeData, DataLinesNameEveryKeyPart) {
+  const W re(static_cast<CDB_RE_TYPE>(5));
+  const W port(static_cast<DB_INPUT_PORT_TYPE>(1));
+  TREE tree(
+      MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(12, MEM_MANAGER::new_wrapper<KEY>(2, re, port)));
+  tree.reset(tree.release()->add_int_to_tree(13, KEY(3, re, port, W(static_cast<DTM_ENUM>(2)))));
+  EXPECT_EQ(printed(*tree, "\t|-- DTM_RE_INPUT_PORT"),
+            std::string("\t|-- DTM_RE_INPUT_PORT\t|-- [") + CDB_RE_TYPE_STRING[5] +
+                ", LCELL_DATAB] = 12\n\t|-- DTM_RE_INPUT_PORT>\t|-- [" + CDB_RE_TYPE_STRING[5] +
+                ", LCELL_DATAB, TSU_DELAY] = 13\n");
 }
 
 TEST_F(DtmTreeData, CompareWritesMissingEntriesAndChangesBeyondTheTolerance) {

@@ -3,6 +3,8 @@
 #include <climits>
 #include <vector>
 
+#include "dbs_translator.h"
+#include "dtm_string.h"
 #include "dtm_tree_data_key.h"
 #include "mem_alloc_sys.h"
 #include "msg_sys.h"
@@ -192,6 +194,40 @@ TEST(DtmTreeDataKey, KeysOfUpToTwoWrappersMakeOneAllocation) {
   MEM_MANAGER::delete_wrapper(two);
   MEM_MANAGER::delete_wrapper(three);
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_bytes, start.m_live_bytes);
+}
+
+TEST(DtmTreeDataKey, PartsAreNamedInTheirFamilyWithTheStoredOffsetRemoved) {
+  struct CASE {
+    W m_wrapper;
+    std::string m_name;
+  };
+  const CASE cases[] = {
+      {W(static_cast<DTM_ENUM>(1)), "TCO_DELAY"},
+      {W(static_cast<DB_INPUT_PORT_TYPE>(2)), "LCELL_DATAC"},
+      {W(static_cast<DB_OUTPUT_PORT_TYPE>(0)), "LCELL_COMBOUT"},
+      {W(static_cast<DB_BURIED_PORT_TYPE>(3)), "REG_ACLR"},
+      {W(static_cast<CDB_RE_TYPE>(0)), CDB_RE_TYPE_STRING[0]},
+      {W(CDB_RE_ILLEGAL_TYPE), CDB_RE_TYPE_STRING[CDB_RE_ILLEGAL_TYPE]},
+      {W(static_cast<DTM_ENUM>(517)), DTM_STRING::get_dtm_enum_string(517)},
+      // Stored values whose value has no table entry take the translator's text.
+      {W(DTM_WRAPPER_RE_TYPE, 0),
+       DBS_TRANSLATOR::get_debug_string_name(static_cast<CDB_RE_TYPE>(-1))},
+      {W(DTM_WRAPPER_RE_TYPE, CDB_RE_TYPE_COUNT + 1),
+       DBS_TRANSLATOR::get_debug_string_name(static_cast<CDB_RE_TYPE>(CDB_RE_TYPE_COUNT))},
+      {W(DTM_WRAPPER_INPUT_PORT, INT_MIN),
+       DBS_TRANSLATOR::get_debug_string_name(static_cast<DB_INPUT_PORT_TYPE>(INT_MAX))},
+  };
+  for (const CASE& c : cases) {
+    ASSERT_NE(c.m_wrapper.get_name(), nullptr);
+    EXPECT_EQ(c.m_wrapper.get_name(), c.m_name);
+    EXPECT_EQ(DTM_TREE_DATA_KEY(1, c.m_wrapper).get_text(), "[" + c.m_name + "]");
+  }
+  EXPECT_EQ(W::for_index(3).get_name(), nullptr);
+  EXPECT_EQ(W().get_name(), nullptr);
+  EXPECT_EQ(DTM_TREE_DATA_KEY(3, W(static_cast<CDB_RE_TYPE>(0)), W(static_cast<DTM_ENUM>(1)),
+                              W::for_index(7))
+                .get_text(),
+            std::string("[") + CDB_RE_TYPE_STRING[0] + ", TCO_DELAY, 7]");
 }
 
 TEST(DtmTreeDataKey, TextOfIndexUnsetAndUnknownParts) {
