@@ -45,10 +45,9 @@ DTM_TREE_DATA* build_tree(const std::vector<KEY_PARTS>& parts) {
   int value = 0;
   for (const KEY_PARTS& key : parts) {
     const DTM_TREE_DATA_KEY stack_key(2, key[0], key[1]);
-    root = root == nullptr
-               ? MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(
-                     value, MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(stack_key))
-               : root->add_int_to_tree(value, stack_key);
+    root = root == nullptr ? MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(
+                                 value, MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(stack_key))
+                           : root->add_int_to_tree(value, stack_key);
     ++value;
   }
   return root;

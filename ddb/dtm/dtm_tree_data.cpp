@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iostream>
 #include <typeinfo>
+#include <utility>
 
 #include "dtm_report.h"
 
@@ -64,11 +65,8 @@ void write_number(std::ostream& os, T value) {
   os.write(buffer, written.ptr - buffer);
 }
 
-template <class LEAF, class VALUE>
-DTM_TREE_DATA* add_leaf(DTM_TREE_DATA* root, VALUE value, KEY* key) {
-  if (!dtm_assert(key != nullptr, "key != 0", k_source)) {
-    return root;
-  }
+template <class LEAF, class VALUE, class KEY_ARG>
+DTM_TREE_DATA* add_leaf(DTM_TREE_DATA* root, VALUE value, KEY_ARG key) {
   LEAF* leaf = MEM_MANAGER::new_wrapper<LEAF>(value, key);
   bool inserted = false;
   DTM_TREE_DATA* new_root = root->insert(leaf, &inserted);
@@ -125,12 +123,22 @@ struct DTM_TREE_VALUE_TRAITS<double> {
 // ---------------------------------------------------------------------------
 // DTM_TREE_DATA
 
+DTM_TREE_DATA::DTM_TREE_DATA(KEY* key) noexcept {
+  if (key != nullptr) {
+    m_key_storage = std::move(*key);
+    MEM_MANAGER::delete_wrapper(key);
+    m_key = &m_key_storage;
+  }
+}
+
 DTM_TREE_DATA::~DTM_TREE_DATA() {
   destroy_subtree(m_left);
   m_left = nullptr;
   destroy_subtree(m_right);
   m_right = nullptr;
-  MEM_MANAGER::delete_wrapper(m_key);
+  if (m_key != &m_key_storage) {
+    MEM_MANAGER::delete_wrapper(m_key);
+  }
   m_key = nullptr;
 }
 
@@ -269,19 +277,25 @@ DTM_TREE_DATA* DTM_TREE_DATA::insert(DTM_TREE_DATA* new_node, bool* inserted) {
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::add_int_to_tree(int value, KEY* key) {
+  if (!dtm_assert(key != nullptr, "key != 0", k_source)) {
+    return this;
+  }
   return add_leaf<DTM_TREE_INT_DATA>(this, value, key);
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::add_int_to_tree(int value, const KEY& key) {
-  return add_leaf<DTM_TREE_INT_DATA>(this, value, MEM_MANAGER::new_wrapper<KEY>(key));
+  return add_leaf<DTM_TREE_INT_DATA, int, const KEY&>(this, value, key);
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::add_float_to_tree(double value, KEY* key) {
+  if (!dtm_assert(key != nullptr, "key != 0", k_source)) {
+    return this;
+  }
   return add_leaf<DTM_TREE_FLOAT_DATA>(this, value, key);
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::add_float_to_tree(double value, const KEY& key) {
-  return add_leaf<DTM_TREE_FLOAT_DATA>(this, value, MEM_MANAGER::new_wrapper<KEY>(key));
+  return add_leaf<DTM_TREE_FLOAT_DATA, double, const KEY&>(this, value, key);
 }
 
 const DTM_TREE_DATA* DTM_TREE_DATA::find_node(const KEY* key) const {
@@ -338,8 +352,8 @@ DTM_TREE_DATA* DTM_TREE_DATA::clone_subtree(MEM_SEGMENT* segment) const {
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::copy_node(MEM_SEGMENT* segment) const {
-  KEY* key = m_key != nullptr ? MEM_MANAGER::new_wrapper_in<KEY>(segment, *m_key) : nullptr;
-  return MEM_MANAGER::new_wrapper_in<DTM_TREE_DATA>(segment, key);
+  return m_key != nullptr ? MEM_MANAGER::new_wrapper_in<DTM_TREE_DATA>(segment, *m_key)
+                          : MEM_MANAGER::new_wrapper_in<DTM_TREE_DATA>(segment);
 }
 
 void DTM_TREE_DATA::scale(double) { dtm_report("Scaling impossible", k_source); }
@@ -478,8 +492,9 @@ bool DTM_TREE_LEAF_DATA<LEAF, VALUE>::leaf_set(VALUE value, const KEY* key) {
 
 template <class LEAF, class VALUE>
 DTM_TREE_DATA* DTM_TREE_LEAF_DATA<LEAF, VALUE>::copy_node(MEM_SEGMENT* segment) const {
-  KEY* key = get_key() != nullptr ? MEM_MANAGER::new_wrapper_in<KEY>(segment, *get_key()) : nullptr;
-  return MEM_MANAGER::new_wrapper_in<LEAF>(segment, value(), key);
+  return get_key() != nullptr
+             ? MEM_MANAGER::new_wrapper_in<LEAF>(segment, value(), *get_key())
+             : MEM_MANAGER::new_wrapper_in<LEAF>(segment, value(), static_cast<KEY*>(nullptr));
 }
 
 template <class LEAF, class VALUE>

@@ -19,8 +19,12 @@ class DTM_TREE_DATA : public MEM_OBJECT {
 
   // A node without key, to be filled by a reader.
   DTM_TREE_DATA() noexcept = default;
-  // A detached node (no children, balance 0) that takes ownership of `key`.
-  explicit DTM_TREE_DATA(KEY* key) noexcept : m_key(key) {}
+  // A detached node (no children, balance 0) with the given key. The key is
+  // kept inside the node (one allocation per entry, and the key on the
+  // node's own cache lines); the pointer form takes ownership of `key`: its
+  // wrappers move into the node and the key object is freed at once.
+  explicit DTM_TREE_DATA(KEY* key) noexcept;
+  explicit DTM_TREE_DATA(const KEY& key) : m_key(&m_key_storage), m_key_storage(key) {}
   // Destroys the whole subtree and the key, without recursion.
   virtual ~DTM_TREE_DATA();
   DTM_TREE_DATA(const DTM_TREE_DATA&) = delete;
@@ -40,8 +44,8 @@ class DTM_TREE_DATA : public MEM_OBJECT {
   // the caller's (`*inserted` tells which happened).
   DTM_TREE_DATA* insert(DTM_TREE_DATA* new_node, bool* inserted = nullptr);
   // Make a leaf holding the value and insert it; return the new root. The
-  // pointer forms take ownership of `key` (a duplicate frees the new leaf and
-  // the key); the reference forms insert a copy of `key`.
+  // pointer forms take ownership of `key` (freed also when the key is a
+  // duplicate); the reference forms copy `key`, which stays the caller's.
   DTM_TREE_DATA* add_int_to_tree(int value, KEY* key);
   DTM_TREE_DATA* add_int_to_tree(int value, const KEY& key);
   DTM_TREE_DATA* add_float_to_tree(double value, KEY* key);
@@ -133,7 +137,8 @@ class DTM_TREE_DATA : public MEM_OBJECT {
 
   DTM_TREE_DATA* m_left = nullptr;
   DTM_TREE_DATA* m_right = nullptr;
-  KEY* m_key = nullptr;
+  KEY* m_key = nullptr;  // owned; &m_key_storage unless a reader sets its own
+  KEY m_key_storage;     // not a field of its own: the storage behind m_key
   DTM_SHORT m_balance_factor = 0;
 };
 
@@ -153,6 +158,7 @@ class DTM_TREE_LEAF_DATA : public DTM_TREE_DATA {
  protected:
   DTM_TREE_LEAF_DATA() noexcept = default;
   explicit DTM_TREE_LEAF_DATA(KEY* key) noexcept : DTM_TREE_DATA(key) {}
+  explicit DTM_TREE_LEAF_DATA(const KEY& key) : DTM_TREE_DATA(key) {}
 
   VALUE leaf_get_by_list(DTM_SHORT count, WRAPPER w1, WRAPPER w2, WRAPPER w3, WRAPPER w4,
                          WRAPPER w5) const;
@@ -170,8 +176,9 @@ class DTM_TREE_LEAF_DATA : public DTM_TREE_DATA {
 class DTM_TREE_INT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_INT_DATA, int> {
  public:
   DTM_TREE_INT_DATA() noexcept = default;
-  // A detached leaf that takes ownership of `key`.
+  // A detached leaf; the pointer form takes ownership of `key`.
   DTM_TREE_INT_DATA(int value, KEY* key) noexcept : DTM_TREE_LEAF_DATA(key), m_int_data(value) {}
+  DTM_TREE_INT_DATA(int value, const KEY& key) : DTM_TREE_LEAF_DATA(key), m_int_data(value) {}
 
   int get_int_from_tree_by_wrapper_list(DTM_SHORT count, WRAPPER w1, WRAPPER w2, WRAPPER w3,
                                         WRAPPER w4, WRAPPER w5) const override {
@@ -195,9 +202,11 @@ class DTM_TREE_INT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_INT_DATA, int> {
 class DTM_TREE_FLOAT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_FLOAT_DATA, double> {
  public:
   DTM_TREE_FLOAT_DATA() noexcept = default;
-  // A detached leaf that takes ownership of `key`.
+  // A detached leaf; the pointer form takes ownership of `key`.
   DTM_TREE_FLOAT_DATA(double value, KEY* key)
   noexcept : DTM_TREE_LEAF_DATA(key), m_float_data(value) {}
+  DTM_TREE_FLOAT_DATA(double value, const KEY& key)
+      : DTM_TREE_LEAF_DATA(key), m_float_data(value) {}
 
   double get_float_from_tree_by_wrapper_list(DTM_SHORT count, WRAPPER w1, WRAPPER w2, WRAPPER w3,
                                              WRAPPER w4, WRAPPER w5) const override {

@@ -86,7 +86,33 @@ DTM_TREE_DATA_KEY& DTM_TREE_DATA_KEY::operator=(const DTM_TREE_DATA_KEY& other) 
   return *this;
 }
 
+DTM_TREE_DATA_KEY::DTM_TREE_DATA_KEY(DTM_TREE_DATA_KEY&& other) noexcept : m_id(m_inline) {
+  take(other);
+}
+
+DTM_TREE_DATA_KEY& DTM_TREE_DATA_KEY::operator=(DTM_TREE_DATA_KEY&& other) noexcept {
+  if (this != &other) {
+    release();
+    take(other);
+  }
+  return *this;
+}
+
 DTM_TREE_DATA_KEY::~DTM_TREE_DATA_KEY() { release(); }
+
+void DTM_TREE_DATA_KEY::take(DTM_TREE_DATA_KEY& other) noexcept {
+  m_num_wrapper = other.m_num_wrapper;
+  if (other.m_id == other.m_inline) {
+    m_id = m_inline;
+    for (DTM_SHORT i = 0; i < k_inline_capacity; ++i) {
+      m_inline[i] = other.m_inline[i];
+    }
+  } else {
+    m_id = other.m_id;
+    other.m_id = other.m_inline;
+  }
+  other.m_num_wrapper = 0;
+}
 
 void DTM_TREE_DATA_KEY::assign(const DTM_ENUM_WRAPPER* wrappers, DTM_SHORT count) {
   m_id = m_inline;

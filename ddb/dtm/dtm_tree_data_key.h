@@ -101,6 +101,9 @@ class DTM_TREE_DATA_KEY : public MEM_OBJECT {
                     DTM_ENUM_WRAPPER w3 = {}, DTM_ENUM_WRAPPER w4 = {}, DTM_ENUM_WRAPPER w5 = {});
   DTM_TREE_DATA_KEY(const DTM_TREE_DATA_KEY& other);
   DTM_TREE_DATA_KEY& operator=(const DTM_TREE_DATA_KEY& other);
+  // Moves take over a separate wrapper array; the source is left empty.
+  DTM_TREE_DATA_KEY(DTM_TREE_DATA_KEY&& other) noexcept;
+  DTM_TREE_DATA_KEY& operator=(DTM_TREE_DATA_KEY&& other) noexcept;
   ~DTM_TREE_DATA_KEY();
 
   // Appends one wrapper (a negative count is taken as 0 first).
@@ -146,6 +149,7 @@ class DTM_TREE_DATA_KEY : public MEM_OBJECT {
   static constexpr DTM_SHORT k_inline_capacity = 2;
 
   void assign(const DTM_ENUM_WRAPPER* wrappers, DTM_SHORT count);
+  void take(DTM_TREE_DATA_KEY& other) noexcept;
   void release() noexcept;
 
   DTM_ENUM_WRAPPER* m_id;  // the wrapper array; owned unless it is m_inline

@@ -255,11 +255,31 @@ TEST_F(DtmTreeData, KeysOfDifferentLengthsLiveSideBySide) {
   EXPECT_EQ(text.substr(text.find('\n') - 4, 4), " = 1");
 }
 
+TEST_F(DtmTreeData, EachEntryIsOneAllocationHoldingItsKey) {
+  const MEM_COUNTERS start = MEM_MANAGER::get_counters();
+  KEY* given = index_key(1);
+  TREE tree(MEM_MANAGER::new_wrapper<DTM_TREE_INT_DATA>(10, given));  // the key moves in
+  TREE floats(MEM_MANAGER::new_wrapper<DTM_TREE_FLOAT_DATA>(0.5, index_key(1)));
+  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects + 2);
+  for (int index = 2; index <= 100; ++index) {
+    const KEY key(2, ix(index), W(static_cast<DTM_ENUM>(3)));
+    tree.reset(tree.release()->add_int_to_tree(index, key));
+    floats.reset(floats.release()->add_float_to_tree(0.5, index_key(index)));
+  }
+  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects + 200);
+  EXPECT_EQ(sizeof(DTM_TREE_INT_DATA), 72u);
+  // Longer keys keep their wrapper array as a second block.
+  tree.reset(tree.release()->add_int_to_tree(1, KEY(3, ix(1), ix(2), ix(3))));
+  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects + 202);
+  const KEY key(2, ix(50), W(static_cast<DTM_ENUM>(3)));
+  EXPECT_EQ(tree->get_int_from_tree(&key), 50);
+}
+
 TEST_F(DtmTreeData, CloneIsDeepIndependentAndCountedInTheSegment) {
   TREE tree = int_tree({5, 2, 8, 1, 9, 3});
   MEM_SEGMENT segment("clones");
   TREE copy(tree->clone(&segment));
-  EXPECT_EQ(segment.get_placed_objects(), 12u);  // six nodes and six keys
+  EXPECT_EQ(segment.get_placed_objects(), 6u);  // the keys live in the nodes
   EXPECT_EQ(shape(copy.get()), shape(tree.get()));
   EXPECT_EQ(printed(*copy, "x"), printed(*tree, "x"));
   KEY key(1, ix(2));

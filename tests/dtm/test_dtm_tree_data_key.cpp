@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <utility>
 #include <vector>
 
 #include "dbs_translator.h"
@@ -178,6 +179,27 @@ TEST(DtmTreeDataKey, CopiesAreIndependentAndFreeTheirArrays) {
       copy.add_enum_wrapper_to_key(W(2, 2));
       EXPECT_EQ(assigned.get_num_wrapper(), count);
     }
+  }
+  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects);
+  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_bytes, start.m_live_bytes);
+}
+
+TEST(DtmTreeDataKey, MovesTakeTheArrayAndLeaveAnEmptyKey) {
+  const MEM_COUNTERS start = MEM_MANAGER::get_counters();
+  for (DTM_SHORT count = 1; count <= 5; ++count) {
+    DTM_TREE_DATA_KEY source(count, W(1, 1), W(1, 2), W(1, 3), W(1, 4), W(1, 5));
+    const DTM_TREE_DATA_KEY expected = source;
+    const std::size_t live = MEM_MANAGER::get_counters().m_live_objects;
+    DTM_TREE_DATA_KEY moved(std::move(source));
+    EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);  // nothing allocated
+    EXPECT_EQ(moved.compare_key(expected), 0);
+    EXPECT_EQ(source.get_num_wrapper(), 0);  // NOLINT: the moved-from state is specified
+    DTM_TREE_DATA_KEY target(2, W(6, 1), W(6, 2));
+    target = std::move(moved);
+    EXPECT_EQ(target.compare_key(expected), 0);
+    EXPECT_EQ(moved.get_num_wrapper(), 0);    // NOLINT
+    source.add_enum_wrapper_to_key(W(2, 2));  // a moved-from key is usable
+    EXPECT_EQ(source.get_num_wrapper(), 1);
   }
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects);
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_bytes, start.m_live_bytes);
