@@ -15,9 +15,10 @@ constexpr const char* k_source = "dtm_tree_data";
 using KEY = DTM_TREE_DATA_KEY;
 
 // A node without key compares as an empty key (count 0).
+const KEY k_empty_key;
+
 const KEY& key_of(const DTM_TREE_DATA& node) noexcept {
-  static const KEY s_empty;
-  return node.get_key() != nullptr ? *node.get_key() : s_empty;
+  return node.get_key() != nullptr ? *node.get_key() : k_empty_key;
 }
 
 const DTM_TREE_DATA* find_in(const DTM_TREE_DATA* node, const DTM_ENUM_WRAPPER* wrappers,
@@ -25,7 +26,7 @@ const DTM_TREE_DATA* find_in(const DTM_TREE_DATA* node, const DTM_ENUM_WRAPPER* 
   while (node != nullptr) {
     const KEY& key = key_of(*node);
     const int c =
-        KEY::compare_wrapper_lists(wrappers, count, key.get_wrappers(), key.get_num_wrapper());
+        KEY::order_wrapper_lists(wrappers, count, key.get_wrappers(), key.get_num_wrapper());
     if (c == 0) {
       return node;
     }
@@ -186,7 +187,7 @@ DTM_TREE_DATA* DTM_TREE_DATA::insert(DTM_TREE_DATA* new_node, bool* inserted) {
   DTM_TREE_DATA* node = root;
   int c = 0;
   while (node != nullptr) {
-    c = key.compare_key(key_of(*node));
+    c = key.order_key(key_of(*node));
     if (c == 0) {
       // 2. A duplicate line: warn, check the values, keep the tree.
       std::cout << "Debug Warning: There is a duplicate line in the DMF file!\n";
@@ -214,9 +215,9 @@ DTM_TREE_DATA* DTM_TREE_DATA::insert(DTM_TREE_DATA* new_node, bool* inserted) {
   }
 
   // 4. Below the pivot every node on the path leans toward the insertion.
-  const int dir = key.compare_key(key_of(*pivot)) < 0 ? -1 : 1;
+  const int dir = key.order_key(key_of(*pivot)) < 0 ? -1 : 1;
   for (node = dir < 0 ? pivot->m_left : pivot->m_right; node != new_node;) {
-    if (key.compare_key(key_of(*node)) < 0) {
+    if (key.order_key(key_of(*node)) < 0) {
       node->m_balance_factor = -1;
       node = node->m_left;
     } else {

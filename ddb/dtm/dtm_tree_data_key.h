@@ -76,6 +76,8 @@ class DTM_ENUM_WRAPPER : public MEM_OBJECT {
   void write_text(std::ostream& os) const;
 
  private:
+  friend class DTM_TREE_DATA_KEY;
+
   static constexpr std::int32_t plus_one(std::int32_t value) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + 1U);
   }
@@ -135,6 +137,27 @@ class DTM_TREE_DATA_KEY : public MEM_OBJECT {
       }
     }
     return (a_count > b_count) - (a_count < b_count);
+  }
+
+  // The sign of compare_wrapper_lists (-1, 0, +1), without the differences:
+  // what the tree's walks need.
+  static int order_wrapper_lists(const DTM_ENUM_WRAPPER* a, DTM_SHORT a_count,
+                                 const DTM_ENUM_WRAPPER* b, DTM_SHORT b_count) noexcept {
+    if (a_count > 0 && b_count > 0) {
+      const DTM_SHORT common = a_count < b_count ? a_count : b_count;
+      for (DTM_SHORT i = 0; i < common; ++i) {
+        if (a[i].m_enum_id != b[i].m_enum_id) {
+          return a[i].m_enum_id < b[i].m_enum_id ? -1 : 1;
+        }
+        if (a[i].m_enum_type != b[i].m_enum_type) {
+          return a[i].m_enum_type < b[i].m_enum_type ? -1 : 1;
+        }
+      }
+    }
+    return (a_count > b_count) - (a_count < b_count);
+  }
+  int order_key(const DTM_TREE_DATA_KEY& other) const noexcept {
+    return order_wrapper_lists(m_id, m_num_wrapper, other.m_id, other.m_num_wrapper);
   }
 
   // Whether `count` is a valid number of wrappers for a key (1 to 5);

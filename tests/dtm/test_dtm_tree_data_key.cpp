@@ -61,6 +61,8 @@ TEST(DtmEnumWrapper, CompareEnumTakesTheIdFirstThenTheFamily) {
       {W(1, -2), W(1, INT_MAX), INT_MIN},
   };
   for (const CASE& c : cases) {
+    EXPECT_EQ(DTM_TREE_DATA_KEY(1, c.m_a).order_key(DTM_TREE_DATA_KEY(1, c.m_b)),
+              sign(c.m_expected));
     EXPECT_EQ(c.m_a.compare_enum(c.m_b), c.m_expected)
         << c.m_a.get_enum_type() << ":" << c.m_a.get_enum_id() << " vs " << c.m_b.get_enum_type()
         << ":" << c.m_b.get_enum_id();
@@ -92,6 +94,8 @@ TEST(DtmTreeDataKey, CompareKeyOrdersByPartsThenLength) {
   for (std::size_t i = 0; i < cases.size(); ++i) {
     EXPECT_EQ(sign(cases[i].m_a.compare_key(cases[i].m_b)), cases[i].m_expected) << "case " << i;
     EXPECT_EQ(sign(cases[i].m_b.compare_key(cases[i].m_a)), -cases[i].m_expected) << "case " << i;
+    EXPECT_EQ(cases[i].m_a.order_key(cases[i].m_b), cases[i].m_expected) << "case " << i;
+    EXPECT_EQ(cases[i].m_b.order_key(cases[i].m_a), -cases[i].m_expected) << "case " << i;
   }
 }
 
