@@ -24,6 +24,9 @@ const KEY& key_of(const DTM_TREE_DATA& node) noexcept {
 const DTM_TREE_DATA* find_in(const DTM_TREE_DATA* node, const DTM_ENUM_WRAPPER* wrappers,
                              DTM_SHORT count) noexcept {
   while (node != nullptr) {
+    // Both children are fetched while this node's key is compared.
+    __builtin_prefetch(node->get_left());
+    __builtin_prefetch(node->get_right());
     const KEY& key = key_of(*node);
     const int c =
         KEY::order_wrapper_lists(wrappers, count, key.get_wrappers(), key.get_num_wrapper());
@@ -187,6 +190,8 @@ DTM_TREE_DATA* DTM_TREE_DATA::insert(DTM_TREE_DATA* new_node, bool* inserted) {
   DTM_TREE_DATA* node = root;
   int c = 0;
   while (node != nullptr) {
+    __builtin_prefetch(node->m_left);
+    __builtin_prefetch(node->m_right);
     c = key.order_key(key_of(*node));
     if (c == 0) {
       // 2. A duplicate line: warn, check the values, keep the tree.
