@@ -13,7 +13,8 @@ const char* const DTM_FACTORY::DTM_DEVICE_LISTING =
     "****************************************DEVICE_LISTING";
 const char* const DTM_FACTORY::DTM_START_COMMON =
     "****************************************START_COMMON";
-const char* const DTM_FACTORY::DTM_END_COMMON = "****************************************END_COMMON";
+const char* const DTM_FACTORY::DTM_END_COMMON =
+    "****************************************END_COMMON";
 const char* const DTM_FACTORY::DTM_START_DIE = "****************************************START_";
 const char* const DTM_FACTORY::DTM_END_DIE = "****************************************END_";
 const char* const DTM_FACTORY::DTM_COMMON_TAG = "COMMON";
@@ -21,25 +22,53 @@ const char* const DTM_FACTORY::DTM_COMMON_TAG = "COMMON";
 namespace {
 
 constexpr const char* k_source = "dtm_gen";
-constexpr const char* k_word_separators = " \t\r";
-constexpr const char* k_quote = "\"";
 constexpr const char* k_too_long = "Input buffer too small for DMF file";
+
+// A set of separator characters as a lookup table. '\0' is never a member,
+// so scans over a set stop at the end of the text.
+class SEPARATORS {
+ public:
+  constexpr explicit SEPARATORS(const char* members) : m_member{} {
+    for (; *members != '\0'; ++members) {
+      m_member[static_cast<unsigned char>(*members)] = true;
+    }
+  }
+  constexpr bool contains(char c) const { return m_member[static_cast<unsigned char>(c)]; }
+  const char* skip(const char* text) const {
+    while (contains(*text)) {
+      ++text;
+    }
+    return text;
+  }
+  const char* token_end(const char* text) const {
+    while (*text != '\0' && !contains(*text)) {
+      ++text;
+    }
+    return text;
+  }
+
+ private:
+  bool m_member[256];
+};
+
+constexpr SEPARATORS k_word_separators(" \t\r");
+constexpr SEPARATORS k_quote("\"");
 
 // strtok over one writable line, without hidden global state: skips leading
 // separators, cuts the token at the next separator and resumes behind it.
 class TOKENIZER {
-public:
+ public:
   explicit TOKENIZER(char* text) : m_next(text) {}
-  char* next(const char* separators) {
+  char* next(const SEPARATORS& separators) {
     if (m_next == nullptr) {
       return nullptr;
     }
-    char* start = m_next + std::strspn(m_next, separators);
+    char* start = const_cast<char*>(separators.skip(m_next));
     if (*start == '\0') {
       m_next = nullptr;
       return nullptr;
     }
-    char* end = start + std::strcspn(start, separators);
+    char* end = const_cast<char*>(separators.token_end(start));
     if (*end == '\0') {
       m_next = nullptr;
     } else {
@@ -50,7 +79,26 @@ public:
   }
   char* next_word() { return next(k_word_separators); }
 
-private:
+  // How many words next_word() will give before one equal to a stop word
+  // (null: no stop) or the end of the line. Looks ahead without cutting.
+  std::size_t count_words_before(const char* stop, const char* other_stop = nullptr) const {
+    std::size_t count = 0;
+    for (const char* word = m_next; word != nullptr; ++count) {
+      word = k_word_separators.skip(word);
+      if (*word == '\0') {
+        break;
+      }
+      const char* end = k_word_separators.token_end(word);
+      const std::string_view text(word, static_cast<std::size_t>(end - word));
+      if ((stop != nullptr && text == stop) || (other_stop != nullptr && text == other_stop)) {
+        break;
+      }
+      word = end;
+    }
+    return count;
+  }
+
+ private:
   char* m_next;
 };
 
@@ -85,15 +133,29 @@ DTM_LINE_NODE* head_of(DTM_LINE_NODE* node) {
 using ADD_WORD = bool (DTM_LINE_NODE::*)(const char*, DTM_SHORT);
 struct OPTIONAL_LIST {
   const char* m_keyword;
+  DTM_LINE_NODE::GROUP_FIELD m_field;
   ADD_WORD m_add;
   const char* m_failed_call;
 };
 constexpr OPTIONAL_LIST k_optional_lists[] = {
-    {"scaler", &DTM_LINE_NODE::add_scaler, "node->add_scaler(ptr, vec_index)"},
-    {"offset", &DTM_LINE_NODE::add_offset, "node->add_offset(ptr, vec_index)"},
-    {"bin", &DTM_LINE_NODE::add_bin, "node->add_bin(ptr, vec_index)"},
-    {"version", &DTM_LINE_NODE::add_version, "node->add_version(ptr, vec_index)"},
+    {"scaler", DTM_LINE_NODE::SCALERS, &DTM_LINE_NODE::add_scaler,
+     "node->add_scaler(ptr, vec_index)"},
+    {"offset", DTM_LINE_NODE::OFFSETS, &DTM_LINE_NODE::add_offset,
+     "node->add_offset(ptr, vec_index)"},
+    {"bin", DTM_LINE_NODE::BINS, &DTM_LINE_NODE::add_bin, "node->add_bin(ptr, vec_index)"},
+    {"version", DTM_LINE_NODE::VERSIONS, &DTM_LINE_NODE::add_version,
+     "node->add_version(ptr, vec_index)"},
 };
+
+// Words of a list that starts with `first` (already cut) and runs to a stop
+// word: what the list will receive, so that it is allocated once.
+std::size_t list_length(const char* first, const TOKENIZER& words, const char* stop,
+                        const char* other_stop = nullptr) {
+  if (first == nullptr || is(first, stop) || (other_stop != nullptr && is(first, other_stop))) {
+    return 0;
+  }
+  return 1 + words.count_words_before(stop, other_stop);
+}
 
 void add_delay_word(DTM_LINE_NODE* node, const char* ptr, DTM_SHORT vec_index) {
   dtm_assert(node->add_delay(ptr, vec_index), "node->add_delay(ptr, vec_index)", k_source);
@@ -101,6 +163,7 @@ void add_delay_word(DTM_LINE_NODE* node, const char* ptr, DTM_SHORT vec_index) {
 
 // Parents up to the next "||", then every remaining word as a modifier.
 void parse_parents_and_modifiers(DTM_LINE_NODE* node, TOKENIZER& words) {
+  node->reserve_parents(words.count_words_before("||"));
   char* word = words.next_word();
   for (; word != nullptr && !is(word, "||"); word = words.next_word()) {
     node->add_parent(word);
@@ -108,6 +171,7 @@ void parse_parents_and_modifiers(DTM_LINE_NODE* node, TOKENIZER& words) {
   if (word == nullptr) {
     return;
   }
+  node->reserve_modifiers(words.count_words_before(nullptr));
   for (word = words.next_word(); word != nullptr; word = words.next_word()) {
     node->add_modifier(word);
   }
@@ -122,6 +186,7 @@ bool parse_groups(DTM_LINE_NODE* node, TOKENIZER& words, char* w1, char* w2) {
       if (!is(w1, list.m_keyword)) {
         continue;
       }
+      node->reserve_group(list.m_field, vec_index, list_length(w2, words, "||"));
       char* word = w2;
       for (; word != nullptr && !is(word, "||"); word = words.next_word()) {
         dtm_assert((node->*list.m_add)(word, vec_index), list.m_failed_call, k_source);
@@ -135,6 +200,7 @@ bool parse_groups(DTM_LINE_NODE* node, TOKENIZER& words, char* w1, char* w2) {
     if (w1 == nullptr) {
       return false;
     }
+    node->reserve_group(DTM_LINE_NODE::DELAYS, vec_index, 1 + list_length(w2, words, ";;", "||"));
     add_delay_word(node, w1, vec_index);
     char* word = w2;
     for (; word != nullptr && !is(word, ";;") && !is(word, "||"); word = words.next_word()) {
@@ -181,12 +247,16 @@ DTM_LINE_NODE* DTM_FACTORY::parse_a_line(DTM_LINE_NODE* prev, char* line,
   }
   DTM_LINE_NODE* node = new_record(prev, line_number);
   char* w2 = words.next_word();
-  if (w2 != nullptr && is(w2, "::")) {
+  if (w2 == nullptr) {
+    dtm_report(line_message(line_number, " is invalid"), k_source);
+    return node;
+  }
+  if (is(w2, "::")) {
     node->set_id(w1);
     w1 = words.next_word();
     w2 = words.next_word();
   }
-  if (w2 == nullptr || !parse_groups(node, words, w1, w2)) {
+  if (!parse_groups(node, words, w1, w2)) {
     dtm_report(line_message(line_number, " is invalid"), k_source);
     return node;
   }
@@ -234,7 +304,7 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
   bool reading = false;
   bool device_found = false;
   bool device_closed = false;
-  std::string section;
+  MEM_STRING section;
   char* line = nullptr;
   std::size_t length = 0;
   while (!device_closed && reader.next_line(line, length)) {
@@ -253,7 +323,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
       }
       if (begins_with(text, DTM_START_COMMON)) {
         if (in_section) {
-          dtm_report("Bad DMF file:  Found start of section COMMON inside another section.", k_source);
+          dtm_report("Bad DMF file:  Found start of section COMMON inside another section.",
+                     k_source);
         }
         in_section = true;
         reading = true;
@@ -265,7 +336,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
           in_section = false;
           reading = false;
         } else {
-          dtm_report("Bad DMF file:  Found end of section COMMON, but not in that section.", k_source);
+          dtm_report("Bad DMF file:  Found end of section COMMON, but not in that section.",
+                     k_source);
         }
         continue;
       }

@@ -111,17 +111,49 @@ bool DTM_LINE_NODE::add_grouped(GROUP_FIELD field, const char* string, DTM_SHORT
   return true;
 }
 
-const char* DTM_LINE_NODE::get_delay(DTM_SHORT v, DTM_SHORT i) const { return get_grouped(DELAYS, v, i); }
-const char* DTM_LINE_NODE::get_scaler(DTM_SHORT v, DTM_SHORT i) const { return get_grouped(SCALERS, v, i); }
-const char* DTM_LINE_NODE::get_offset(DTM_SHORT v, DTM_SHORT i) const { return get_grouped(OFFSETS, v, i); }
-const char* DTM_LINE_NODE::get_bin(DTM_SHORT v, DTM_SHORT i) const { return get_grouped(BINS, v, i); }
-const char* DTM_LINE_NODE::get_version(DTM_SHORT v, DTM_SHORT i) const { return get_grouped(VERSIONS, v, i); }
+void DTM_LINE_NODE::reserve_parents(std::size_t count) {
+  m_parents.reserve(m_parents.size() + count);
+}
+
+void DTM_LINE_NODE::reserve_modifiers(std::size_t count) {
+  m_modifiers.reserve(m_modifiers.size() + count);
+}
+
+void DTM_LINE_NODE::reserve_group(GROUP_FIELD field, DTM_SHORT vec_index, std::size_t count) {
+  if (count == 0 || !dtm_assert(vec_index >= 0, "vec_index >= 0", k_source)) {
+    return;
+  }
+  GROUPS& groups = this->*s_group_traits[field].m_field;
+  if (groups.size() <= static_cast<std::size_t>(vec_index)) {
+    groups.resize(static_cast<std::size_t>(vec_index) + 1);
+  }
+  WORDS& words = groups[static_cast<std::size_t>(vec_index)];
+  words.reserve(words.size() + count);
+}
+
+const char* DTM_LINE_NODE::get_delay(DTM_SHORT v, DTM_SHORT i) const {
+  return get_grouped(DELAYS, v, i);
+}
+const char* DTM_LINE_NODE::get_scaler(DTM_SHORT v, DTM_SHORT i) const {
+  return get_grouped(SCALERS, v, i);
+}
+const char* DTM_LINE_NODE::get_offset(DTM_SHORT v, DTM_SHORT i) const {
+  return get_grouped(OFFSETS, v, i);
+}
+const char* DTM_LINE_NODE::get_bin(DTM_SHORT v, DTM_SHORT i) const {
+  return get_grouped(BINS, v, i);
+}
+const char* DTM_LINE_NODE::get_version(DTM_SHORT v, DTM_SHORT i) const {
+  return get_grouped(VERSIONS, v, i);
+}
 
 DTM_SHORT DTM_LINE_NODE::get_num_delays(DTM_SHORT v) const { return get_num_grouped(DELAYS, v); }
 DTM_SHORT DTM_LINE_NODE::get_num_scalers(DTM_SHORT v) const { return get_num_grouped(SCALERS, v); }
 DTM_SHORT DTM_LINE_NODE::get_num_offsets(DTM_SHORT v) const { return get_num_grouped(OFFSETS, v); }
 DTM_SHORT DTM_LINE_NODE::get_num_bins(DTM_SHORT v) const { return get_num_grouped(BINS, v); }
-DTM_SHORT DTM_LINE_NODE::get_num_versions(DTM_SHORT v) const { return get_num_grouped(VERSIONS, v); }
+DTM_SHORT DTM_LINE_NODE::get_num_versions(DTM_SHORT v) const {
+  return get_num_grouped(VERSIONS, v);
+}
 
 bool DTM_LINE_NODE::add_parent(const char* s) { return add_flat(m_parents, s); }
 bool DTM_LINE_NODE::add_modifier(const char* s) { return add_flat(m_modifiers, s); }

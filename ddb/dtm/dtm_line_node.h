@@ -3,15 +3,18 @@
 // scanner builds. Nothing is evaluated here.
 #pragma once
 
+#include <cstddef>
 #include <ostream>
 
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
 
 class DTM_LINE_NODE : public MEM_OBJECT {
-public:
+ public:
   using WORDS = MEM_VECTOR<MEM_STRING>;
   using GROUPS = MEM_VECTOR<WORDS>;
+  // The five grouped fields.
+  enum GROUP_FIELD { DELAYS, SCALERS, OFFSETS, BINS, VERSIONS };
 
   DTM_LINE_NODE() = default;
   virtual ~DTM_LINE_NODE() = default;
@@ -49,6 +52,14 @@ public:
   bool add_bin(const char* string, DTM_SHORT vec_index);
   bool add_version(const char* string, DTM_SHORT vec_index);
 
+  // Capacity hints for a reader that knows how many words a list is about to
+  // receive, so that each list costs one allocation. The flat ones change no
+  // content; the grouped one creates the group (and the empty ones before
+  // it) as the first add to it would, and only when `count` > 0.
+  void reserve_parents(std::size_t count);
+  void reserve_modifiers(std::size_t count);
+  void reserve_group(GROUP_FIELD field, DTM_SHORT vec_index, std::size_t count);
+
   // Whole grouped fields, for callers that test the outer size first.
   const GROUPS& get_delays() const { return m_delays; }
   const GROUPS& get_scalers() const { return m_scalers; }
@@ -76,9 +87,8 @@ public:
   // One text line per delay group in DMF-like syntax (the line-trace format).
   void dump_node(std::ostream& os) const;
 
-private:
+ private:
   // The five grouped fields share one accessor skeleton, driven by a table.
-  enum GROUP_FIELD { DELAYS, SCALERS, OFFSETS, BINS, VERSIONS };
   struct GROUP_TRAITS;
   static const GROUP_TRAITS s_group_traits[];
 

@@ -2,14 +2,11 @@
 
 #include <cstring>
 
-namespace {
-constexpr std::size_t k_chunk_size = 1 << 16;
-}  // namespace
-
 DTM_LINE_READER::DTM_LINE_READER(const char* file_name)
     : m_file(file_name != nullptr ? std::fopen(file_name, "rb") : nullptr) {
   if (m_file != nullptr) {
-    m_chunk.resize(k_chunk_size);
+    // Left uninitialised: only the bytes that fread stores are ever read.
+    m_chunk = static_cast<char*>(MEM_MANAGER::allocate(CHUNK_SIZE));
   }
 }
 
@@ -17,11 +14,12 @@ DTM_LINE_READER::~DTM_LINE_READER() {
   if (m_file != nullptr) {
     std::fclose(m_file);
   }
+  MEM_MANAGER::deallocate(m_chunk, CHUNK_SIZE);
 }
 
 bool DTM_LINE_READER::refill() {
   m_position = 0;
-  m_end = std::fread(m_chunk.data(), 1, m_chunk.size(), m_file);
+  m_end = std::fread(m_chunk, 1, CHUNK_SIZE, m_file);
   return m_end > 0;
 }
 
@@ -38,10 +36,11 @@ bool DTM_LINE_READER::next_line(char*& line, std::size_t& length, bool keep_unte
       }
       return false;
     }
-    const char* start = m_chunk.data() + m_position;
+    const char* start = m_chunk + m_position;
     const std::size_t available = m_end - m_position;
     const auto* newline = static_cast<const char*>(std::memchr(start, '\n', available));
-    const std::size_t piece = newline != nullptr ? static_cast<std::size_t>(newline - start) : available;
+    const std::size_t piece =
+        newline != nullptr ? static_cast<std::size_t>(newline - start) : available;
     const std::size_t room = LINE_BUFFER - 1 - kept;
     const std::size_t copied = piece < room ? piece : room;
     std::memcpy(m_line + kept, start, copied);

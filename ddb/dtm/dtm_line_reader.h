@@ -3,15 +3,18 @@
 // bounded: an over-long line is measured but never kept whole.
 #pragma once
 
-#include <cstdio>
 #include <cstddef>
-#include <vector>
+#include <cstdio>
+
+#include "mem_alloc_sys.h"
 
 class DTM_LINE_READER {
-public:
+ public:
   // Room for the longest kept line plus its terminator: what a bounded read
   // into a 300-character buffer can hold.
   static constexpr std::size_t LINE_BUFFER = 300;
+  // Bytes read from the file at a time.
+  static constexpr std::size_t CHUNK_SIZE = std::size_t{1} << 16;
 
   explicit DTM_LINE_READER(const char* file_name);
   ~DTM_LINE_READER();
@@ -26,11 +29,11 @@ public:
   // end of the file without a line end is dropped unless `keep_unterminated`.
   bool next_line(char*& line, std::size_t& length, bool keep_unterminated = false);
 
-private:
+ private:
   bool refill();
 
   std::FILE* m_file;
-  std::vector<char> m_chunk;
+  char* m_chunk = nullptr;  // CHUNK_SIZE bytes from the tracked memory manager
   std::size_t m_position = 0;
   std::size_t m_end = 0;
   char m_line[LINE_BUFFER];
