@@ -276,9 +276,10 @@ TEST(DtmNode, ChildrenPlacedInTheListDirectlyAreFound) {
 
 TEST(DtmNode, AppendNodeToThreadsAChainAtItsTail) {
   MSG_CAPTURE capture;
-  DTM_NODE head(A, true);
-  DTM_NODE second(A, true);
+  // Declared tail first: a node's destructor reads the version of its link.
   DTM_NODE third(A, true);
+  DTM_NODE second(A, true);
+  DTM_NODE head(A, true);
   second.append_node_to(&head);
   third.append_node_to(&head);
   EXPECT_EQ(head.get_linked_node(), &second);
