@@ -331,24 +331,6 @@ TEST(DtmGenInsert, StoresTheKeyAndValueOfEachKind) {
   }
 }
 
-TEST(DtmGenInsert, StoredDelaysAreFoundByTheQueries) {
-  MEMORY_GUARD memory;
-  LINE_LIST lines{delay_line("7", "DTM_INTEGER TSU_DELAY 5"),
-                  delay_line("1.5", "DTM_RC LATCH RC_FALL"),
-                  delay_line("4", "DTM_P2P REG_D LCELL_LOCAL_LINE EDGE_BOTH")};
-  MODEL root = make_root();
-  const DTM_FACTORY factory;
-  factory.add_integer(lines.at(0), root.get());
-  factory.add_rc(lines.at(1), root.get());
-  factory.add_p2p(lines.at(2), root.get());
-  EXPECT_EQ(root->get_integer_node_delay(TSU_DELAY, 5, DTM_MAP_DEVICE, DTM_MAP_LOGIC_CELL), 7);
-  EXPECT_DOUBLE_EQ(
-      root->get_rc_float(CDB_RE_LATCH, RC_FALL, RC_RISE, DTM_MAP_DEVICE, DTM_MAP_LOGIC_CELL), 1.5);
-  EXPECT_EQ(root->get_p2p_node_delay(DB_IN_REG_D, DB_BURIED_LCELL_LOCAL_LINE, EDGE_BOTH,
-                                     DTM_MAP_DEVICE, DTM_MAP_LOGIC_CELL),
-            4);
-}
-
 // ---- Modifier counts ------------------------------------------------------------------
 
 TEST(DtmGenInsert, AcceptedModifierCountsAreNotReported) {
