@@ -185,6 +185,21 @@ const KIND k_kinds[] = {
 };
 constexpr int k_kind_count = sizeof(k_kinds) / sizeof(k_kinds[0]);
 constexpr int k_first_p2p_kind = 10;
+// The point-to-point kinds in the order in which link_clone searches the
+// directions (buried->buried, in->buried, buried->out, in->out), and in the
+// order in which diff and resync visit them (in->out, in->buried,
+// buried->buried, buried->out).
+constexpr int k_p2p_link_order[] = {13, 11, 12, 10};
+constexpr int k_p2p_data_order[] = {10, 11, 13, 12};
+
+// One point-to-point delay of the kind, ports 1 to 2, unconditioned, at the
+// node itself.
+bool add_p2p(DTM_NODE& node, int kind, double value) {
+  return k_kinds[kind].m_add(node, value, KEYS{1, 2, DTM_NONE}, DTM_PATH{});
+}
+double get_p2p(const DTM_NODE& node, int kind) {
+  return k_kinds[kind].m_get(node, KEYS{1, 2, DTM_NONE}, DTM_PATH{});
+}
 
 // The places of a device the delays hang under (the first is the root itself).
 const DTM_PATH k_paths[] = {
@@ -707,26 +722,11 @@ TEST_F(DtmNodeLink, PlainNodesLinkWhenTheirMasterHoldsData) {
 // the copy links the whole node, and reports when its own node holds data
 // in that direction (and in no other).
 TEST_F(DtmNodeLink, PointToPointNodesLinkByTheFirstDirectionWithData) {
-  using ADD = bool (*)(DTM_NODE&, int);
-  using GET = int (*)(const DTM_NODE&);
-  const struct {
-    int m_direction;  // index into k_link_order
-    ADD m_add;
-    GET m_get;
-  } cases[] = {
-      {0, [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, BUR(1), BUR(2), DTM_NONE); },
-       [](const DTM_NODE& n) { return n.get_p2p_node_delay(BUR(1), BUR(2), DTM_NONE); }},
-      {1, [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, IN(1), BUR(2), DTM_NONE); },
-       [](const DTM_NODE& n) { return n.get_p2p_node_delay(IN(1), BUR(2), DTM_NONE); }},
-      {2, [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, BUR(1), OUT(2), DTM_NONE); },
-       [](const DTM_NODE& n) { return n.get_p2p_node_delay(BUR(1), OUT(2), DTM_NONE); }},
-      {3, [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, IN(1), OUT(2), DTM_NONE); },
-       [](const DTM_NODE& n) { return n.get_p2p_node_delay(IN(1), OUT(2), DTM_NONE); }},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.m_direction);
+  for (int i = 0; i < 4; ++i) {
+    const int kind = k_p2p_link_order[i];
+    SCOPED_TRACE(k_kinds[kind].m_name);
     DTM_NODE master(DTM_ROOT, true);
-    ASSERT_TRUE(c.m_add(master, 10));
+    ASSERT_TRUE(add_p2p(master, kind, 10));
     DTM_NODE* master_p2p = master.get_sub_node(DTM_P2P);
 
     NODE_PTR copy(master.clone(&m_segment, true, false));
@@ -734,17 +734,17 @@ TEST_F(DtmNodeLink, PointToPointNodesLinkByTheFirstDirectionWithData) {
     EXPECT_TRUE(copy->link_clone(&master));
     EXPECT_EQ(capture.get_count(), 0U);
     EXPECT_EQ(copy->get_sub_node(DTM_P2P)->get_linked_node(), master_p2p);
-    EXPECT_EQ(c.m_get(*copy), 10);
+    EXPECT_EQ(get_p2p(*copy, kind), 10);
 
     // A copy already holding data in every direction reports that direction only.
     NODE_PTR full(master.clone(&m_segment, true, false));
-    for (const auto& other : cases) {
-      ASSERT_TRUE(other.m_add(*full, 20));
+    for (const int other : k_p2p_link_order) {
+      ASSERT_TRUE(add_p2p(*full, other, 20));
     }
     EXPECT_TRUE(full->link_clone(&master));
-    EXPECT_EQ(capture.get_texts(), std::vector<std::string>{k_link_order[c.m_direction].m_text});
+    EXPECT_EQ(capture.get_texts(), std::vector<std::string>{k_link_order[i].m_text});
     EXPECT_EQ(full->get_sub_node(DTM_P2P)->get_linked_node(), master_p2p);
-    EXPECT_EQ(c.m_get(*full), 20);
+    EXPECT_EQ(get_p2p(*full, kind), 20);
   }
 
   // The search stops at the first direction with data: a master holding
@@ -754,11 +754,11 @@ TEST_F(DtmNodeLink, PointToPointNodesLinkByTheFirstDirectionWithData) {
     SCOPED_TRACE(first);
     DTM_NODE master(DTM_ROOT, true);
     for (int i = first; i < 4; ++i) {
-      ASSERT_TRUE(cases[i].m_add(master, 1));
+      ASSERT_TRUE(add_p2p(master, k_p2p_link_order[i], 1));
     }
     NODE_PTR copy(master.clone(&m_segment, true, false));
-    for (const auto& c : cases) {
-      ASSERT_TRUE(c.m_add(*copy, 2));
+    for (const int kind : k_p2p_link_order) {
+      ASSERT_TRUE(add_p2p(*copy, kind, 2));
     }
     MSG_CAPTURE capture;
     EXPECT_TRUE(copy->link_clone(&master));
@@ -911,30 +911,17 @@ TEST_F(DtmNodeLink, ResyncReportsAndUpdatesOnlyWhatTheRootShares) {
 // buried->buried, buried->out: a target lacking one direction and holding
 // data in the others reports at that direction's place in the order.
 TEST_F(DtmNodeLink, PointToPointDiffVisitsTheDirectionsInItsOrder) {
-  const struct {
-    const char* m_name;
-    bool (*m_add)(DTM_NODE&, int);
-  } directions[] = {
-      {"in->out",
-       [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, IN(1), OUT(1), DTM_NONE); }},
-      {"in->buried",
-       [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, IN(1), BUR(1), DTM_NONE); }},
-      {"buried->buried",
-       [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, BUR(1), BUR(1), DTM_NONE); }},
-      {"buried->out",
-       [](DTM_NODE& n, int v) { return n.add_p2p_node_delay(v, BUR(1), OUT(1), DTM_NONE); }},
-  };
   for (int lacking = 0; lacking < 4; ++lacking) {
-    SCOPED_TRACE(directions[lacking].m_name);
+    SCOPED_TRACE(k_kinds[k_p2p_data_order[lacking]].m_name);
     NODE_PTR root(DTM_P2P_NODE::make_with_directions());
     NODE_PTR source(DTM_P2P_NODE::make_with_directions());
     NODE_PTR target(new DTM_P2P_NODE(nullptr, nullptr, nullptr, nullptr, true));
     std::vector<std::string> expected;
     for (int i = 0; i < 4; ++i) {
-      ASSERT_TRUE(directions[i].m_add(*root, 1));
-      ASSERT_TRUE(directions[i].m_add(*source, 2));
+      ASSERT_TRUE(add_p2p(*root, k_p2p_data_order[i], 1));
+      ASSERT_TRUE(add_p2p(*source, k_p2p_data_order[i], 2));
       if (i != lacking) {
-        ASSERT_TRUE(directions[i].m_add(*target, 3));
+        ASSERT_TRUE(add_p2p(*target, k_p2p_data_order[i], 3));
       }
       expected.push_back(i == lacking ? "target_node != 0" : "target_data == 0");
     }
