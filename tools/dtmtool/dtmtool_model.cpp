@@ -1,0 +1,113 @@
+// Models for the commands: built from DMF text through the library's build
+// pipeline, or loaded from and saved to .ddb databases.
+#include <string>
+#include <vector>
+
+#include "dtm_gen.h"
+#include "dtm_node.h"
+#include "dtmtool.h"
+#include "fio_sys.h"
+#include "kestrel.h"
+#include "mem_alloc_sys.h"
+
+void DTMTOOL_MODEL_DELETER::operator()(DTM_NODE* root) const { MEM_MANAGER::delete_wrapper(root); }
+
+bool dtmtool_is_database(const std::string& name) {
+  constexpr std::string_view k_extension = ".ddb";
+  return name.size() > k_extension.size() && name.ends_with(k_extension);
+}
+
+bool dtmtool_check_dmf_inputs(const std::vector<std::string>& files, const DTMTOOL_ARGS& args) {
+  for (const std::string& file : files) {
+    if (!FIO_FILE_SYSTEM::exists(file)) {
+      dtmtool_error(file + ": no such file");
+      return false;
+    }
+    if (!args.m_device && !test_non_amalgamated(file.c_str())) {
+      std::vector<std::string> devices;
+      DTM_FACTORY().get_device_listing(file.c_str(), devices);
+      std::string listing;
+      for (const std::string& device : devices) {
+        listing += ' ' + device;
+      }
+      dtmtool_error(
+          file + ": an amalgamated file: choose a device with --device (devices:" + listing + ")");
+      return false;
+    }
+  }
+  return true;
+}
+
+namespace {
+
+// One file into the model below `root` (null: a new model); returns the root.
+DTM_NODE* build_file(const DTM_FACTORY& factory, DTM_NODE* root, const std::string& file,
+                     const DTMTOOL_ARGS& args) {
+  const bool amalgamated = args.m_device && !test_non_amalgamated(file.c_str());
+  DTM_LINE_NODE* head = amalgamated ? factory.parse_file_advanced(file.c_str(), &*args.m_device)
+                                    : factory.parse_file(file.c_str());
+  if (head == nullptr) {
+    return root;
+  }
+  factory.check_legality(head);
+  root = factory.convert(head, root);
+  DTM_LINE_NODE::delete_list(head);
+  return root;
+}
+
+}  // namespace
+
+DTMTOOL_MODEL dtmtool_build(const std::vector<std::string>& files, const DTMTOOL_ARGS& args,
+                            DTMTOOL_REPORTER& reporter) {
+  DTM_FACTORY factory;
+  DTM_FACTORY::DTM_DELAY_TARGET target;
+  if (args.m_bin) {
+    target.m_bin = MEM_STRING(args.m_bin->c_str());
+  }
+  if (args.m_version) {
+    target.m_version = MEM_STRING(args.m_version->c_str());
+  }
+  factory.set_delay_target(target);
+  factory.set_update_flag(args.m_update);
+
+  DTMTOOL_MODEL model;
+  for (const std::string& file : files) {
+    reporter.set_file(file);
+    const DTMTOOL_LIBRARY_OUTPUT detour(reporter);
+    const DTMTOOL_PROGRESS progress(file);
+    DTM_NODE* root = build_file(factory, model.get(), file, args);
+    if (root != model.get()) {
+      model.reset(root);
+    }
+  }
+  return model;
+}
+
+DTMTOOL_MODEL dtmtool_read_model(const std::string& input, const DTMTOOL_ARGS& args,
+                                 DTMTOOL_REPORTER& reporter, int& status) {
+  if (dtmtool_is_database(input)) {
+    dtmtool_error(input + ": reading databases is not available yet");
+    status = DTMTOOL_USAGE;
+    return nullptr;
+  }
+  if (!dtmtool_check_dmf_inputs({input}, args)) {
+    status = DTMTOOL_USAGE;
+    return nullptr;
+  }
+  const std::size_t before = reporter.get_count();
+  DTMTOOL_MODEL model = dtmtool_build({input}, args, reporter);
+  const std::size_t reports = reporter.get_count() - before;
+  if (reports > 0 || model == nullptr) {
+    dtmtool_error(input + ": " + std::to_string(reports) + (reports == 1 ? " report" : " reports") +
+                  "; the model is not used (see: dtmtool check " + input + ")");
+    status = DTMTOOL_INPUT_ERROR;
+    return nullptr;
+  }
+  reporter.set_file(input);
+  return model;
+}
+
+bool dtmtool_save(const DTM_NODE&, const std::string& database, DTMTOOL_REPORTER&) {
+  dtmtool_error(database + ": writing databases is not available yet");
+  return false;
+}
