@@ -158,7 +158,8 @@ void append_number(std::string& line, VALUE value) {
 }
 
 // The walk. m_path holds the ids from the root's child down to the node
-// being visited; a node's depth is its number of path places.
+// being visited; a node's depth is its number of path places. The walk goes
+// no deeper than one level below the deepest node a line can name.
 class WRITER {
  public:
   explicit WRITER(std::ostream& os) : m_os(os) {}
@@ -201,7 +202,7 @@ class WRITER {
 
   std::ostream& m_os;
   DTM_NODE_ENUM m_root_id = DTM_ROOT;
-  DTM_NODE_ENUM m_path[DTM_PATH_LENGTH + 1] = {};
+  DTM_NODE_ENUM m_path[DTM_PATH_LENGTH + 2] = {};
   DTM_EXPORT::DTM_EXPORT_COUNTS m_counts;
 };
 
@@ -414,14 +415,14 @@ void WRITER::visit_root(const DTM_NODE& root) {
 }
 
 void WRITER::visit(const DTM_NODE& node, int depth) {
-  if (depth > DTM_PATH_LENGTH) {
+  m_path[depth - 1] = node.get_id();
+  // A typed leaf can stand below ten map types; nothing deeper has a line.
+  if (depth > DTM_PATH_LENGTH + 1) {
     REFUSALS refusals;
     refusals.add(count_contents(node), "more than ten map types above a node");
-    m_path[DTM_PATH_LENGTH] = node.get_id();
-    finish(DTM_PATH_LENGTH + 1, refusals);
+    finish(depth, refusals);
     return;
   }
-  m_path[depth - 1] = node.get_id();
   if (node.get_id() == DTM_P2P) {
     visit_p2p(node, depth);
     return;
