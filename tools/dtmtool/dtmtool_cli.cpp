@@ -45,8 +45,7 @@ const OPTION k_output = {"--output", 'o', "FILE", "the file to write",
                            a.m_output = v;
                            return true;
                          }};
-const OPTION k_device = {"--device", 0, "NAME",
-                         "the device to read from amalgamated files (plain files are read whole)",
+const OPTION k_device = {"--device", 0, "NAME", "read the section of NAME from amalgamated files",
                          [](DTMTOOL_ARGS& a, const char* v) {
                            a.m_device = v;
                            return true;
@@ -104,9 +103,9 @@ const OPTION k_missing = {"--missing", 0, nullptr,
                           }};
 
 constexpr const char* k_model_help =
-    "MODEL is a .ddb database, or DMF text (any name not ending in .ddb), which\n"
-    "is built in memory first; the options --device, --bin, --version and\n"
-    "--update say how. A MODEL whose building gave reports is not used.\n";
+    "A model is a .ddb database, or DMF text (any name not ending in .ddb),\n"
+    "which is built in memory first; the options --device, --bin, --version\n"
+    "and --update say how. A model whose building gave reports is not used.\n";
 
 // --- Subcommands --------------------------------------------------------------
 struct COMMAND {
@@ -170,9 +169,10 @@ const COMMAND k_commands[] = {
      "integers. When the model holds no such delay, says so on standard error\n"
      "and exits with 1.\n",
      k_query_options, 2, k_any, true, &dtmtool_query_command},
-    {"diff", "MODEL_A MODEL_B [--tolerance X] [--values|--missing] [OPTIONS]",
+    {"diff", "A B [--tolerance X] [--values|--missing] [OPTIONS]",
      "compare two models in both directions",
-     "Compares the two models and prints each difference on a line of its own:\n"
+     "Compares the models A and B and prints each difference on a line of its\n"
+     "own:\n"
      "  <  what A holds and B lacks\n"
      "  >  what B holds and A lacks\n"
      "  !  a value of A that differs in B (A's value, then B's after ::)\n"

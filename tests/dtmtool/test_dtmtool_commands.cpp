@@ -1,0 +1,106 @@
+// The subcommands on good and bad files: exit status, standard output and
+// standard error, compared with golden files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "dtmtool_run.h"
+
+namespace {
+
+const std::string k_data = "tests/data/dtmtool/";
+
+struct GOLDEN_CASE {
+  const char* m_name;  // golden file: commands/<name>.txt
+  std::vector<std::string> m_args;
+  int m_status;
+};
+
+// One text per run: the status, then both streams.
+std::string transcript(const TOOL_RUN& run) {
+  return "status " + std::to_string(run.m_status) + "\n--- stdout\n" + run.m_out + "--- stderr\n" +
+         run.m_err;
+}
+
+TEST(DtmtoolCommands, GoldenRuns) {
+  const std::vector<GOLDEN_CASE> cases = {
+      {"check-good", {"check", k_data + "good.dmf"}, 0},
+      {"check-bad", {"check", k_data + "bad.dmf"}, 1},
+      {"check-duplicate-warns", {"check", k_data + "duplicate.dmf"}, 0},
+      {"check-mismatch", {"check", k_data + "mismatch.dmf"}, 1},
+      {"check-two-files",
+       {"check", "--device", "DEVA", k_data + "good.dmf", k_data + "sections.dmf"},
+       0},
+      {"check-across-files",
+       {"check", k_data + "good.dmf", k_data + "mismatch.dmf", k_data + "bad.dmf"},
+       1},
+      {"check-no-such-device", {"check", "--device", "DEVC", k_data + "sections.dmf"}, 1},
+      {"check-bin", {"check", "--bin", "C7", k_data + "good.dmf"}, 0},
+      {"check-missing-bin", {"check", "--bin", "C9", "--version", "V2", k_data + "good.dmf"}, 1},
+      {"devices", {"devices", k_data + "sections.dmf"}, 0},
+      {"devices-plain", {"devices", k_data + "good.dmf"}, 1},
+      {"export-good", {"export", k_data + "good.dmf", "-o", "-"}, 0},
+      {"export-device", {"export", "--device=DEVB", k_data + "sections.dmf", "-o", "-"}, 0},
+      {"export-bin-version",
+       {"export", "--bin", "C7", "--version", "V2", k_data + "good.dmf", "-o", "-"},
+       0},
+      {"export-bad", {"export", k_data + "bad.dmf", "-o", "-"}, 1},
+  };
+  for (const GOLDEN_CASE& c : cases) {
+    SCOPED_TRACE(c.m_name);
+    const TOOL_RUN run = run_dtmtool(c.m_args);
+    EXPECT_EQ(run.m_status, c.m_status);
+    expect_golden(std::string("commands/") + c.m_name + ".txt", transcript(run));
+  }
+}
+
+TEST(DtmtoolCommands, ExportWritesTheFileItIsGiven) {
+  const TEST_DIR dir;
+  const std::string out = dir.path("out.dmf");
+  const TOOL_RUN to_file = run_dtmtool({"export", k_data + "good.dmf", "-o", out});
+  EXPECT_EQ(to_file.m_status, 0);
+  EXPECT_EQ(to_file.m_out, "");
+  EXPECT_EQ(to_file.m_err, "");
+  const TOOL_RUN to_stdout = run_dtmtool({"export", k_data + "good.dmf", "--output", "-"});
+  EXPECT_EQ(TEST_DIR::read(out), to_stdout.m_out);
+  EXPECT_NE(
+      to_stdout.m_out.find("\n120 || DTM_MAP_DEVICE DTM_MAP_LOGIC_CELL || DTM_MICRO TCO_DELAY\n"),
+      std::string::npos);
+}
+
+TEST(DtmtoolCommands, BuildWritesNothingWhenThereAreReports) {
+  const TEST_DIR dir;
+  const std::string model = dir.path("model.ddb");
+  for (const char* file : {"bad.dmf", "mismatch.dmf"}) {
+    SCOPED_TRACE(file);
+    const TOOL_RUN run = run_dtmtool({"build", k_data + file, "-o", model});
+    EXPECT_EQ(run.m_status, 1);
+    EXPECT_EQ(run.m_out, "");
+    EXPECT_NE(run.m_err.find("; " + model + " not written\n"), std::string::npos) << run.m_err;
+    EXPECT_FALSE(std::filesystem::exists(model));
+  }
+  // An existing database stays as it was.
+  const std::string before = "not touched";
+  dir.write("model.ddb", before);
+  EXPECT_EQ(run_dtmtool({"build", k_data + "bad.dmf", "-o", model}).m_status, 1);
+  EXPECT_EQ(TEST_DIR::read(model), before);
+}
+
+TEST(DtmtoolCommands, ReportsCarryTheFileTheyComeFrom) {
+  const TOOL_RUN run = run_dtmtool(
+      {"check", k_data + "good.dmf", k_data + "mismatch.dmf", k_data + "duplicate.dmf"});
+  EXPECT_EQ(run.m_status, 1);
+  EXPECT_EQ(run.m_out, "3 files checked, 1 report\n");
+  // mismatch.dmf holds the delay with 120 and 125; duplicate.dmf repeats 120.
+  EXPECT_NE(
+      run.m_err.find(k_data + "mismatch.dmf: Duplicate DMF lines contain mismatching delays\n"),
+      std::string::npos)
+      << run.m_err;
+  EXPECT_NE(run.m_err.find(k_data + "duplicate.dmf: Debug Warning: There is a duplicate line"),
+            std::string::npos)
+      << run.m_err;
+}
+
+}  // namespace
