@@ -91,3 +91,52 @@ DTM_LINE_NODE* DTM_FACTORY::build_line_nodes(const char* in_file, bool write_lin
   dtm_assert(line_node != nullptr, "line_node != 0", k_source);
   return line_node;
 }
+
+DTM_NODE* DTM_FACTORY::build_nodes(DTM_NODE* root, const char* in_file, bool write_tree_trace,
+                                   bool write_line_trace, const std::string* device_name) const {
+  if (!dtm_assert(in_file != nullptr, "in_file != 0", k_source)) {
+    return nullptr;
+  }
+  DTM_LINE_NODE* head =
+      device_name != nullptr ? parse_file_advanced(in_file, device_name) : parse_file(in_file);
+  if (head == nullptr) {
+    std::ostringstream text;
+    text << "DMF file (" << in_file << ") does not exist";
+    dtm_report(text.str(), k_source);
+    // Nothing to order, check or convert. The requested traces are left
+    // empty, so that no trace of an earlier run survives.
+    if (write_line_trace) {
+      open_trace(in_file, ".trf_line");
+    }
+    if (write_tree_trace) {
+      open_trace(in_file, ".trf");
+    }
+    return nullptr;
+  }
+
+  DTM_LINE_NODE* line_node = order_lines(*this, head, in_file, write_line_trace, 2);
+  if (!dtm_assert(line_node != nullptr, "line_node != 0", k_source)) {
+    line_node = head;
+  }
+  dtm_assert(check_legality(line_node), "check_legality(line_node)", k_source);
+  DTM_NODE* result = convert(line_node, root);
+  DTM_LINE_NODE::delete_list(line_node);
+
+  if (write_tree_trace) {
+    std::ofstream trace = open_trace(in_file, ".trf");
+    if (result != nullptr) {
+      result->dump_tree(trace, 0, 1, 1);
+    }
+  }
+  return result;
+}
+
+DTM_NODE* DTM_FACTORY::build_nodes(const char* in_file, const std::string* device_name,
+                                   bool write_tree_trace, bool write_line_trace) const {
+  return build_nodes(nullptr, in_file, write_tree_trace, write_line_trace, device_name);
+}
+
+DTM_NODE* DTM_FACTORY::build_nodes(const char* in_file, bool write_tree_trace,
+                                   bool write_line_trace) const {
+  return build_nodes(nullptr, in_file, write_tree_trace, write_line_trace, nullptr);
+}

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "dbs_translator.h"
+#include "dtm_gen.h"
 #include "dtm_node.h"
 #include "dtm_report.h"
 #include "dtm_tcl_report.h"
@@ -342,4 +343,14 @@ std::int32_t DTM_STRING::set_delay(std::int32_t, const STRINGS*, const DTM_NODE*
 
 std::int32_t DTM_STRING::add_delay(std::int32_t, const STRINGS*, const DTM_NODE*, DTM_TCL_REPORT*) {
   return 0;
+}
+
+DTM_NODE* DTM_STRING::add_new_dmf_info(const char* file_name, DTM_NODE* root, DEV_FAMILY_ENUM) {
+  if (!dtm_assert(file_name != nullptr && root != nullptr, "(file_name != 0) && (root != 0)",
+                  k_source)) {
+    return root;
+  }
+  DTM_NODE* built = DTM_FACTORY().build_nodes(root, file_name, false, false, nullptr);
+  dtm_assert(built != nullptr, "root != 0", k_source);
+  return built;
 }

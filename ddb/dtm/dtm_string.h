@@ -58,4 +58,7 @@ class DTM_STRING {
                                 DTM_TCL_REPORT* tcl_report);
   static std::int32_t add_delay(std::int32_t delay, const STRINGS* str_vector, const DTM_NODE* node,
                                 DTM_TCL_REPORT* tcl_report);
+  // Builds the model of a DMF file (plain reader, no traces) under `root`
+  // and returns the root the build gives back. The family is not used.
+  static DTM_NODE* add_new_dmf_info(const char* file_name, DTM_NODE* root, DEV_FAMILY_ENUM family);
 };
