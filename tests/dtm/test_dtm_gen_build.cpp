@@ -44,12 +44,7 @@ std::string outline_of(const DTM_NODE* node) {
   return os.str();
 }
 
-std::string paths_of(const DTM_NODE* node) {
-  std::ostringstream os;
-  if (node != nullptr) {
-    node->dump_tree(os, std::string());
-  }
-  return os.str();
+return os.str();
 }
 
 // A small plain file: a description, a line of two groups, an expression.
