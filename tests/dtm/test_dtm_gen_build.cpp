@@ -44,9 +44,6 @@ std::string outline_of(const DTM_NODE* node) {
   return os.str();
 }
 
-return os.str();
-}
-
 // A small plain file: a description, a line of two groups, an expression.
 const std::string k_small =
     "% small\n"
