@@ -298,7 +298,10 @@ VALUE run_query(const STRINGS* strings, const DTM_NODE* node, const DTM_TCL_REPO
   }
   const QUERY_ARM<VALUE>* arm = nullptr;
   for (const QUERY_ARM<VALUE>& candidate : arms) {
-    arm = candidate.m_type == type ? &candidate : arm;
+    if (candidate.m_type == type) {
+      arm = &candidate;
+      break;
+    }
   }
   if (!dtm_assert(arm != nullptr, "Should never get here!", k_source)) {
     return failure_value<VALUE>();
