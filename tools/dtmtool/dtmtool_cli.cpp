@@ -162,12 +162,15 @@ const COMMAND k_commands[] = {
      "from the root (--paths).\n",
      k_dump_options, 1, 1, true, &dtmtool_dump_command},
     {"query", "MODEL NAME... [OPTIONS]", "print one delay of a model, asked by names",
-     "Prints the delay that the names ask for: the node type, its descriptors,\n"
-     "then the map types of the path from the root, outermost first, e.g.\n"
+     "Prints the delay that the names ask for: the node type, its descriptors\n"
+     "as on a DMF line, then the map types of the path from the root, outermost\n"
+     "first, e.g.\n"
      "  dtmtool query model.ddb DTM_MICRO TCO_DELAY DTM_MAP_DEVICE\n"
-     "DTM_RC and DTM_FLOAT_TABLE delays are floating-point numbers, the others\n"
-     "integers. When the model holds no such delay, says so on standard error\n"
-     "and exits with 1.\n",
+     "  dtmtool query model.ddb DTM_P2P LCELL_DATAA LCELL_COMBOUT DTM_MAP_DEVICE\n"
+     "The node types asked for are DTM_MICRO, DTM_RE, DTM_TABLE, DTM_RE_TABLE,\n"
+     "DTM_FF, DTM_OUTPUT_PORT_RE, DTM_RE_INPUT_PORT and DTM_P2P (integers), and\n"
+     "DTM_RC and DTM_FLOAT_TABLE (floating-point numbers). When the model holds\n"
+     "no such delay, says so on standard error and exits with 1.\n",
      k_query_options, 2, k_any, true, &dtmtool_query_command},
     {"diff", "A B [--tolerance X] [--values|--missing] [OPTIONS]",
      "compare two models in both directions",

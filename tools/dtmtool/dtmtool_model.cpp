@@ -38,25 +38,6 @@ bool dtmtool_check_dmf_inputs(const std::vector<std::string>& files, const DTMTO
   return true;
 }
 
-namespace {
-
-// One file into the model below `root` (null: a new model); returns the root.
-DTM_NODE* build_file(const DTM_FACTORY& factory, DTM_NODE* root, const std::string& file,
-                     const DTMTOOL_ARGS& args) {
-  const bool amalgamated = args.m_device && !test_non_amalgamated(file.c_str());
-  DTM_LINE_NODE* head = amalgamated ? factory.parse_file_advanced(file.c_str(), &*args.m_device)
-                                    : factory.parse_file(file.c_str());
-  if (head == nullptr) {
-    return root;
-  }
-  factory.check_legality(head);
-  root = factory.convert(head, root);
-  DTM_LINE_NODE::delete_list(head);
-  return root;
-}
-
-}  // namespace
-
 DTMTOOL_MODEL dtmtool_build(const std::vector<std::string>& files, const DTMTOOL_ARGS& args,
                             DTMTOOL_REPORTER& reporter) {
   DTM_FACTORY factory;
@@ -75,8 +56,12 @@ DTMTOOL_MODEL dtmtool_build(const std::vector<std::string>& files, const DTMTOOL
     reporter.set_file(file);
     const DTMTOOL_LIBRARY_OUTPUT detour(reporter);
     const DTMTOOL_PROGRESS progress(file);
-    DTM_NODE* root = build_file(factory, model.get(), file, args);
-    if (root != model.get()) {
+    // The device names a section of an amalgamated file; a plain file is
+    // read whole.
+    const bool sections = args.m_device && !test_non_amalgamated(file.c_str());
+    DTM_NODE* root = factory.build_nodes(model.get(), file.c_str(), args.m_trace_tree,
+                                         args.m_trace_lines, sections ? &*args.m_device : nullptr);
+    if (root != nullptr && root != model.get()) {
       model.reset(root);
     }
   }
