@@ -216,6 +216,26 @@ namespace {
 const bool g_classes_registered = dtm_pdb_register_classes();
 }  // namespace
 
+// 1. A root held already is destroyed. 2. A reader on the .ddb segment
+// `name`. 3. When the file opens: the public identifier lists, the root
+// "p_ref", then finish_reading_all; true. 4. Otherwise false. 5. The layer's
+// PDB_DATABASE_EXCEPTION passes on, the reader closed and everything it made
+// freed.
+template <>
+bool pdb_read_<PDB_ARCHIVE, DTM_NODE>(DTM_NODE*& root, PDB_ARCHIVE& archive, const char* name) {
+  dtm_pdb_register_classes();
+  MEM_MANAGER::delete_wrapper(root);
+  root = nullptr;
+  PDB_SEGMENT_READER reader(archive, pdb_ddb_segment_info(), name, ".ddb");
+  if (!reader.open()) {
+    return false;
+  }
+  reader.read_public_identifier_lists();
+  reader.read_reference("p_ref", root);
+  reader.finish_reading_all();
+  return true;
+}
+
 // The report names the object's own registered class.
 bool DTM_NODE::is_auto_match_pdb_xfr(PDB_VIRTUAL_OBJECT_BASE*, PDB_MATCH_DATA*) const {
   return refuse_auto_match(pdb_class_info());

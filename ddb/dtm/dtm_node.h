@@ -312,3 +312,9 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
 
 // The highest index that get_integer_node_delay looks up.
 inline constexpr int DTM_MAX_INTEGER_INDEX = 1023;
+
+// Reads the model root stored in the segment `name` of `archive`: the
+// layer's read, in the model's own code (ddb_dtm__pdbg.cpp), so that a
+// program reading a model also holds the registration of its classes.
+template <>
+bool pdb_read_<PDB_ARCHIVE, DTM_NODE>(DTM_NODE*& root, PDB_ARCHIVE& archive, const char* name);
