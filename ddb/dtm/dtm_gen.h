@@ -1,6 +1,7 @@
 // The factory: reads DMF files into line records and, from them, builds the
-// timing model. Its operations are static or constant; the only thing it
-// holds is the bin and version that choose a line's delay group.
+// timing model. Its operations are static or constant; the only things it
+// holds are its configuration: the bin and version that choose a line's
+// delay group, and the update flag of delay insertion.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +10,8 @@
 #include <vector>
 
 #include "dtm_line_node.h"
+#include "dtm_node.h"
+#include "dtm_tree_data_key.h"
 #include "dtm_types.h"
 
 class DTM_FACTORY {
@@ -99,6 +102,74 @@ class DTM_FACTORY {
   bool check_integer_legality(const DTM_LINE_NODE* temp) const;
   // ---- End of legality checks ----
 
+  // ---- Model construction ----
+  // Positions of the keys among a delay line's modifiers (position 0 is the
+  // delay type).
+  static constexpr DTM_SHORT DTM_TABLE_COL_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_FLOAT_TABLE_COL_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_RE_TABLE_COL_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_RE_TABLE_IDX_INDEXER = 3;
+  static constexpr DTM_SHORT DTM_RE_INPUT_PORT_COL_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_OUTPUT_PORT_RE_COL_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_FF_MICRO_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_MICRO_INPUT_INDEXER = 1;
+  static constexpr DTM_SHORT DTM_RC_INPUT_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_RE_IC_INDEXER = 1;
+  static constexpr DTM_SHORT DTM_P2P_OUTPUT_INDEXER = 2;
+  static constexpr DTM_SHORT DTM_P2P_IDX_INDEXER = 3;
+  // Most modifiers of a general-parameter line: the type and one key of at
+  // most five parts.
+  static constexpr DTM_SHORT DTM_MAX_GEN_PARAMS = 6;
+
+  // The update flag, clear on a new factory. When it is set, each delay line
+  // first overwrites the delay stored under the same path and keys and is
+  // added only when there is none; when it is clear, delays are only added
+  // (a second line for the same place keeps the first value and is reported
+  // as a duplicate by the delay tree).
+  void set_update_flag(bool update) { m_update_flag = update; }
+  bool get_update_flag() const { return m_update_flag; }
+
+  // Turns the checked line list that starts at `begin` into timing nodes
+  // below `root` (a new writable DTM_ROOT node when null) and returns the
+  // root. Description lines go to add_description, delay lines to the add
+  // operation of their delay type; general-parameter lines are skipped and
+  // a line of any other type is reported. Nothing stops the walk.
+  DTM_NODE* convert(const DTM_LINE_NODE* begin, DTM_NODE* root) const;
+  // Finds or creates the node that a description line's parents (and its
+  // one modifier, a node type) name and gives it the line's text.
+  void add_description(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+
+  // Store the chosen delay group's value of one delay line in the typed node
+  // of the line's type, under the line's parents and with the line's
+  // modifiers as keys. A malformed line is reported and still stored with
+  // the values it gives.
+  void add_integer(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_table(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_float_table(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_re_table(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_re_input_port(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_output_port_re(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_ff(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_micro(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_rc(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_re(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  void add_p2p(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  // Checks a general-parameter line and builds the key its modifiers name,
+  // without storing anything: convert never calls it.
+  void add_general_param(const DTM_LINE_NODE* line, DTM_NODE* root) const;
+  // A key part named by a text: the first of a delay-storage descriptor, a
+  // register-element type, an input, an output and a buried port type that
+  // has the name, else a decimal index; the unset part otherwise.
+  static DTM_ENUM_WRAPPER get_enum_wrapper_by_string(const char* text);
+
+  // The path named by a line's parents, outermost first; a parent beyond
+  // the tenth reports "too many parents at this line node" and is dropped,
+  // an unknown one is DTM_NODE_NONE (which ends the path). With
+  // `check_bound` a parent that is DTM_NODE_MAX_ENUM is reported too.
+  static DTM_PATH get_parent_path(const DTM_LINE_NODE* line, bool check_bound);
+  // ---- End of model construction ----
+
  private:
+  bool m_update_flag = false;
   DTM_DELAY_TARGET m_delay_target;
 };

@@ -151,7 +151,12 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
   // its children (cloned with the same flags); typed leaves copy their
   // description, version, bin and, with `copy_data`, their data.
   virtual DTM_NODE* clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const;
-  // (the linking operation takes its place here)
+  // Links this copy, node by node, to `original_node`, the node at the same
+  // place of the tree it was cloned from: a node whose master holds data gets
+  // the master appended to its chain of linked nodes, which the get entry
+  // points ask when the node has no value. A point-to-point node is linked
+  // as a whole when any direction of its master holds data. Always true.
+  virtual bool link_clone(DTM_NODE* original_node);
   // Scales every child in order, then this node's data.
   virtual void scale(double factor);
 
@@ -274,6 +279,16 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
   bool set_tree_data_root(DTM_TREE_DATA* root);
   // Appends this node at the tail of `parent`'s chain of linked nodes.
   void append_node_to(DTM_NODE* parent);
+  // Called on `source_node`: gives `target_node` a data tree holding the
+  // entries of this node's data that `root_node` lacks or holds with another
+  // value (replacing what the target held). A point-to-point node does so
+  // for each of its directions. Children are not visited.
+  void diff_clone_node_data(DTM_NODE* root_node, DTM_NODE* source_node,
+                            DTM_NODE* target_node) const;
+  // Called on `source_node`: every entry of this node's data that
+  // `root_node` also holds takes the root's value. A point-to-point node does
+  // so for each of its directions. Children are not visited.
+  void resync_source_with_root(DTM_NODE* root_node, DTM_NODE* source_node) const;
 
   const NODES& get_nodes() const noexcept { return m_nodes; }
   DTM_TREE_DATA* get_data_root() const noexcept { return m_data_root; }
