@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the release preset and runs the main job:
-# reads the bundled DMF examples, compiles the example model into a .ddb
-# database and runs kestrel on it.
+# reads the bundled DMF examples, compiles the example model
+# (examples/device.dmf) into a .ddb database and runs kestrel on it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -11,9 +11,7 @@ cmake --build --preset release -j "$jobs" --target dmf_lines ddb_example kestrel
 for file in examples/*.dmf; do
   ./build/release/tools/dmf_lines/dmf_lines "$file"
 done
-# The example model is built in code (tools/ddb_example) until DMF files can
-# be compiled into databases.
 database=build/release/example.ddb
-./build/release/tools/ddb_example/ddb_example "$database"
+./build/release/tools/ddb_example/ddb_example examples/device.dmf "$database"
 echo "kestrel $database:"
 ./build/release/tools/kestrel/kestrel "$database"

@@ -331,22 +331,6 @@ TEST(DdbDtmRoundTripClasses, LoadedModelUsesTheSameMemory) {
 
 // --- Linked nodes -----------------------------------------------------------------------
 
-// Links every typed leaf of `clone` to the leaf at the same place of
-// `master` (children in the same order, as clone() makes them).
-void link_leaves(DTM_NODE* clone, DTM_NODE* master) {
-  ASSERT_EQ(clone->get_nodes().size(), master->get_nodes().size());
-  for (std::size_t i = 0; i < clone->get_nodes().size(); ++i) {
-    DTM_NODE* c = clone->get_nodes()[i];
-    DTM_NODE* m = master->get_nodes()[i];
-    if (typeid(*c) == typeid(DTM_NODE)) {
-      link_leaves(c, m);
-    } else {
-      m->append_node_to(c);  // c's linked node is now m
-      ASSERT_EQ(c->get_linked_node(), m);
-    }
-  }
-}
-
 struct CLONE_SET {
   RANDOM_MODEL m_master;
   DTM_NODE* m_clone = nullptr;
@@ -358,7 +342,7 @@ struct CLONE_SET {
 void make_clone_set(CLONE_SET& set, unsigned seed) {
   set.m_master = build_random_model(seed, 1500);
   set.m_clone = set.m_master.m_root->clone(&set.m_segment, true, false);
-  link_leaves(set.m_clone, set.m_master.m_root);
+  ASSERT_TRUE(set.m_clone->link_clone(set.m_master.m_root));
   for (std::size_t i = 0; i < set.m_master.m_stored.size(); i += 10) {
     const QUERY& q = set.m_master.m_stored[i];
     kinds()[q.m_kind].m_add(*set.m_clone, 4242, q.m_keys, q.m_path);
@@ -481,6 +465,58 @@ TEST(DdbDtmLinkedNodes, LinkedNodeOfVersionOneIsOwnedAndSavedWithItsOwner) {
   EXPECT_EQ(back->get_micro_node_delay(TCO_DELAY, DTM_MAP_DEVICE), 10);
   MEM_MANAGER::delete_wrapper(back);
   MEM_MANAGER::delete_wrapper(root);
+  EXPECT_TRUE(counters.same());
+}
+
+// --- The example models ---------------------------------------------------------------
+
+struct EXAMPLE_CASE {
+  const char* m_file;
+  const char* m_device;  // null: a plain file
+  bool m_clean;          // every line keeps its rules (the others show reports)
+};
+
+// Every bundled DMF example, compiled as the pipeline does, saves and reads
+// back equal: object by object, by its dump, and to the same bytes again.
+TEST(DdbDtmExamples, EveryExampleModelComesBackEqual) {
+  const EXAMPLE_CASE cases[] = {
+      {"plain.dmf", nullptr, false},
+      {"device.dmf", nullptr, true},
+      {"family.dmf", "DEVA", false},
+      {"family.dmf", "DEVB", true}};
+  TEST_DIR dir;
+  COUNTERS counters;
+  for (const EXAMPLE_CASE& c : cases) {
+    SCOPED_TRACE(c.m_file);
+    MSG_CAPTURE capture;
+    const std::string file = std::string(KESTREL_EXAMPLES_DIR) + "/" + c.m_file;
+    const DTM_FACTORY factory;
+    const std::string device = c.m_device != nullptr ? c.m_device : "";
+    DTM_LINE_NODE* lines = c.m_device != nullptr
+                               ? factory.parse_file_advanced(file.c_str(), &device)
+                               : factory.parse_file(file.c_str());
+    ASSERT_NE(lines, nullptr);
+    const bool legal = factory.check_legality(lines);  // the last line's verdict
+    EXPECT_TRUE(legal || !c.m_clean);
+    DTM_NODE* model = factory.convert(lines, nullptr);
+    DTM_LINE_NODE::delete_list(lines);
+    save_model(dir, "example", model);
+    DTM_NODE* back = load_model(dir, "example");
+    ASSERT_NE(back, nullptr);
+    MODEL_COMPARE compare;
+    compare.nodes(model, back);
+    compare.links();
+    EXPECT_GT(compare.get_objects(), 5u);
+    EXPECT_EQ(outline(*model), outline(*back));
+    EXPECT_NE(outline(*back).find("|-- ["), std::string::npos) << "the dump shows delays";
+    save_model(dir, "again", back);
+    EXPECT_EQ(TEST_DIR::read(dir.path("example.ddb")), TEST_DIR::read(dir.path("again.ddb")));
+    MEM_MANAGER::delete_wrapper(back);
+    MEM_MANAGER::delete_wrapper(model);
+    if (c.m_clean) {
+      EXPECT_EQ(capture.get_count(), 0u);
+    }
+  }
   EXPECT_TRUE(counters.same());
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "dtm_gen.h"
 #include "dtm_node.h"
 #include "mem_alloc_sys.h"
 #include "pdb_sys.h"
@@ -136,6 +137,26 @@ TEST(KestrelDriver, ArgumentsMessagesAndExitStatus) {
     EXPECT_EQ(run.m_out, expected);
     EXPECT_EQ(run.m_err, "");
   }
+}
+
+// The main job: the example DMF file compiled into a database, as
+// tools/ddb_example does it, and kestrel on it.
+TEST(KestrelDriver, ExampleModelCompiledFromItsDmfFile) {
+  TEST_DIR dir;
+  const DTM_FACTORY factory;
+  DTM_LINE_NODE* lines = factory.parse_file(KESTREL_EXAMPLES_DIR "/device.dmf");
+  ASSERT_NE(lines, nullptr);
+  ASSERT_TRUE(factory.check_legality(lines));
+  DTM_NODE* model = factory.convert(lines, nullptr);
+  DTM_LINE_NODE::delete_list(lines);
+  PDB_ARCHIVE archive;
+  ASSERT_TRUE(archive.open(dir.path("example")));
+  ASSERT_TRUE(pdb_write_(model, archive, ""));
+  MEM_MANAGER::delete_wrapper(model);
+  const RUN run = run_kestrel(dir, {dir.path("example.ddb")});
+  EXPECT_EQ(run.m_status, 0);
+  EXPECT_EQ(run.m_out, "Fast speed grade\nMicro timing of the device\n");
+  EXPECT_EQ(run.m_err, "");
 }
 
 // A damaged database ends in status 1: the layer's exception reaches the
