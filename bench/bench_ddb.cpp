@@ -140,8 +140,8 @@ FIXTURE& fixture() {
 bool model_is_right(const DTM_NODE& model) {
   const long place = 517;
   return model.get_integer_node_delay(TCO_DELAY, 41, outer_of(place), inner_of(place)) == 42 &&
-         model.get_table_node_delay(static_cast<DTM_ENUM>(INDEX_0 + 3), INDEX_0,
-                                    outer_of(place), inner_of(place)) == 753;
+         model.get_table_node_delay(static_cast<DTM_ENUM>(INDEX_0 + 3), INDEX_0, outer_of(place),
+                                    inner_of(place)) == 753;
 }
 
 void set_rates(benchmark::State& state, double megabytes, double best_seconds) {

@@ -181,7 +181,9 @@ class PDB_OWNERSHIP {
   // Owned, and freed by its owner in a loop rather than by recursion (a list
   // freed from its head, a tree freed by rotations): the link adds no level
   // to the ownership depth that the segment information may limit.
-  static constexpr PDB_OWNERSHIP owned_flat() noexcept { return PDB_OWNERSHIP(OWNED_FLAT, nullptr); }
+  static constexpr PDB_OWNERSHIP owned_flat() noexcept {
+    return PDB_OWNERSHIP(OWNED_FLAT, nullptr);
+  }
   static constexpr PDB_OWNERSHIP not_owned() noexcept { return PDB_OWNERSHIP(NOT_OWNED, nullptr); }
   static constexpr PDB_OWNERSHIP by_rule(PDB_OWNERSHIP_RULE rule) noexcept {
     return PDB_OWNERSHIP(BY_RULE, rule);

@@ -2,9 +2,10 @@
 // transferring the class's own fields in their fixed order between
 // serialize_begin and serialize_end. The same code writes and reads; the
 // layer (h/pdb_sys.h) checks the order against the file's class layouts.
+#include "ddb_dtm__pdb.h"
+
 #include <memory>
 
-#include "ddb_dtm__pdb.h"
 #include "dtm_data_class.h"
 #include "dtm_ff_node.h"
 #include "dtm_float_table_node.h"
@@ -92,8 +93,8 @@ void DTM_P2P_NODE::serialize(PDB_SEGMENT& segment) {
     DTM_NODE::serialize(segment);
     segment.xfr_ref("m_in_out_node", m_in_out_node, DTM_P2P_IN_OUT_NODE::s_pdb_class_info,
                     PDB_OWNED);
-    segment.xfr_ref("m_in_buried_node", m_in_buried_node,
-                    DTM_P2P_IN_BURIED_NODE::s_pdb_class_info, PDB_OWNED);
+    segment.xfr_ref("m_in_buried_node", m_in_buried_node, DTM_P2P_IN_BURIED_NODE::s_pdb_class_info,
+                    PDB_OWNED);
     segment.xfr_ref("m_buried_out_node", m_buried_out_node,
                     DTM_P2P_BURIED_OUT_NODE::s_pdb_class_info, PDB_OWNED);
     segment.xfr_ref("m_buried_buried_node", m_buried_buried_node,
@@ -174,8 +175,8 @@ void DTM_TREE_DATA_KEY::serialize(PDB_SEGMENT& segment) {
     DTM_SHORT count;
     if (segment.is_reading()) {
       ARRAY_HOLDER<DTM_ENUM_WRAPPER> read;
-      count = pdb_array_xfr_(segment, "m_id", read.m_array, given,
-                             DTM_ENUM_WRAPPER::s_pdb_class_info);
+      count =
+          pdb_array_xfr_(segment, "m_id", read.m_array, given, DTM_ENUM_WRAPPER::s_pdb_class_info);
       release();
       if (count <= k_inline_capacity) {
         m_id = m_inline;
@@ -204,8 +205,7 @@ void DTM_TREE_DATA::serialize(PDB_SEGMENT& segment) {
     segment.xfr_ref("m_right", m_right, DTM_TREE_DATA::s_pdb_class_info, PDB_OWNED);
     if (segment.is_reading()) {
       ARRAY_HOLDER<KEY> read;
-      const int count =
-          pdb_array_xfr_(segment, "m_key", read.m_array, 0, KEY::s_pdb_class_info);
+      const int count = pdb_array_xfr_(segment, "m_key", read.m_array, 0, KEY::s_pdb_class_info);
       segment.check(count <= 1, "m_key holds at most one key");
       if (count == 1) {
         m_key_storage = std::move(read.m_array[0]);

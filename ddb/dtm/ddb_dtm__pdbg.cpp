@@ -79,8 +79,18 @@ bool is_balanced_tree(const DTM_TREE_DATA* root) {
   return true;
 }
 
+// A node as the node operations make them: children that exist and have an
+// id, a balanced delay tree.
 const char* verify_node(const PDB_OBJECT_BASE* object) {
   const DTM_NODE* node = static_cast<const DTM_NODE*>(object);
+  for (const DTM_NODE* child : node->get_nodes()) {
+    if (child == nullptr) {
+      return "a child of the node is null";
+    }
+    if (child->get_id() == DTM_NODE_NONE) {
+      return "a child of the node has no id (DTM_NODE_NONE)";
+    }
+  }
   if (!is_balanced_tree(node->get_data_root())) {
     return "the delay tree of the node is not balanced as its balance factors say";
   }
@@ -163,8 +173,7 @@ constexpr CLASS_ROW k_classes[] = {
     {"DTM_RE_NODE", k_leaf_signature, &register_one<DTM_RE_NODE, DTM_NODE>},
     {"DTM_RE_TABLE_NODE", k_leaf_signature, &register_one<DTM_RE_TABLE_NODE, DTM_NODE>},
     {"DTM_RE_INPUT_PORT_NODE", k_leaf_signature, &register_one<DTM_RE_INPUT_PORT_NODE, DTM_NODE>},
-    {"DTM_OUTPUT_PORT_RE_NODE", k_leaf_signature,
-     &register_one<DTM_OUTPUT_PORT_RE_NODE, DTM_NODE>},
+    {"DTM_OUTPUT_PORT_RE_NODE", k_leaf_signature, &register_one<DTM_OUTPUT_PORT_RE_NODE, DTM_NODE>},
     {"DTM_TABLE_NODE", k_leaf_signature, &register_one<DTM_TABLE_NODE, DTM_NODE>},
     {"DTM_FLOAT_TABLE_NODE", k_leaf_signature, &register_one<DTM_FLOAT_TABLE_NODE, DTM_NODE>},
     {"DTM_INTEGER_NODE", k_leaf_signature, &register_one<DTM_INTEGER_NODE, DTM_NODE>},
@@ -173,8 +182,7 @@ constexpr CLASS_ROW k_classes[] = {
     {"DTM_P2P_NODE", 0x363F8DBD, &register_one<DTM_P2P_NODE, DTM_NODE>},
     {"DTM_P2P_IN_OUT_NODE", k_leaf_signature, &register_one<DTM_P2P_IN_OUT_NODE, DTM_NODE>},
     {"DTM_P2P_IN_BURIED_NODE", k_leaf_signature, &register_one<DTM_P2P_IN_BURIED_NODE, DTM_NODE>},
-    {"DTM_P2P_BURIED_OUT_NODE", k_leaf_signature,
-     &register_one<DTM_P2P_BURIED_OUT_NODE, DTM_NODE>},
+    {"DTM_P2P_BURIED_OUT_NODE", k_leaf_signature, &register_one<DTM_P2P_BURIED_OUT_NODE, DTM_NODE>},
     {"DTM_P2P_BURIED_BURIED_NODE", k_leaf_signature,
      &register_one<DTM_P2P_BURIED_BURIED_NODE, DTM_NODE>},
     {"DTM_BASE_DATA", 0xDBE791F8, &register_one<DTM_BASE_DATA>},

@@ -272,8 +272,8 @@ inline RANDOM_MODEL build_random_model(unsigned seed, int delays) {
     const_cast<DTM_NODE*>(child)->set_description(std::string(300, 'd'));
   }
   DTM_NODE* plain = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_MAP_CORE, true);
-  plain->set_tree_data_root(MEM_MANAGER::new_wrapper<DTM_TREE_DATA>(
-      DTM_TREE_DATA_KEY(1, DTM_ENUM_WRAPPER(TCO_DELAY))));
+  plain->set_tree_data_root(
+      MEM_MANAGER::new_wrapper<DTM_TREE_DATA>(DTM_TREE_DATA_KEY(1, DTM_ENUM_WRAPPER(TCO_DELAY))));
   model.m_root->add_node(plain);
   return model;
 }

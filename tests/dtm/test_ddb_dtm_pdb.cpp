@@ -56,8 +56,7 @@ const CLASS_CASE k_class_cases[] = {
     {"DTM_OUTPUT_PORT_RE_NODE", 0x696BF1B3, true, "DTM_NODE",
      &DTM_OUTPUT_PORT_RE_NODE::s_pdb_class_info},
     {"DTM_TABLE_NODE", 0x696BF1B3, true, "DTM_NODE", &DTM_TABLE_NODE::s_pdb_class_info},
-    {"DTM_FLOAT_TABLE_NODE", 0x696BF1B3, true, "DTM_NODE",
-     &DTM_FLOAT_TABLE_NODE::s_pdb_class_info},
+    {"DTM_FLOAT_TABLE_NODE", 0x696BF1B3, true, "DTM_NODE", &DTM_FLOAT_TABLE_NODE::s_pdb_class_info},
     {"DTM_INTEGER_NODE", 0x696BF1B3, true, "DTM_NODE", &DTM_INTEGER_NODE::s_pdb_class_info},
     {"DTM_RC_NODE", 0x696BF1B3, true, "DTM_NODE", &DTM_RC_NODE::s_pdb_class_info},
     {"DTM_MICRO_NODE", 0x696BF1B3, true, "DTM_NODE", &DTM_MICRO_NODE::s_pdb_class_info},
@@ -75,8 +74,7 @@ const CLASS_CASE k_class_cases[] = {
     {"DTM_PTR_DATA", 0xA73BB36B, true, "DTM_BASE_DATA", &DTM_PTR_DATA::s_pdb_class_info},
     {"DTM_TREE_DATA_KEY", 0x4AE225C5, false, nullptr, &DTM_TREE_DATA_KEY::s_pdb_class_info},
     {"DTM_TREE_DATA", 0x78BE19BC, true, nullptr, &DTM_TREE_DATA::s_pdb_class_info},
-    {"DTM_TREE_INT_DATA", 0x3AA3BE80, true, "DTM_TREE_DATA",
-     &DTM_TREE_INT_DATA::s_pdb_class_info},
+    {"DTM_TREE_INT_DATA", 0x3AA3BE80, true, "DTM_TREE_DATA", &DTM_TREE_INT_DATA::s_pdb_class_info},
     {"DTM_TREE_FLOAT_DATA", 0x49315DFC, true, "DTM_TREE_DATA",
      &DTM_TREE_FLOAT_DATA::s_pdb_class_info},
 };
@@ -479,11 +477,10 @@ struct EXAMPLE_CASE {
 // Every bundled DMF example, compiled as the pipeline does, saves and reads
 // back equal: object by object, by its dump, and to the same bytes again.
 TEST(DdbDtmExamples, EveryExampleModelComesBackEqual) {
-  const EXAMPLE_CASE cases[] = {
-      {"plain.dmf", nullptr, false},
-      {"device.dmf", nullptr, true},
-      {"family.dmf", "DEVA", false},
-      {"family.dmf", "DEVB", true}};
+  const EXAMPLE_CASE cases[] = {{"plain.dmf", nullptr, false},
+                                {"device.dmf", nullptr, true},
+                                {"family.dmf", "DEVA", false},
+                                {"family.dmf", "DEVB", true}};
   TEST_DIR dir;
   COUNTERS counters;
   for (const EXAMPLE_CASE& c : cases) {
@@ -524,7 +521,7 @@ TEST(DdbDtmExamples, EveryExampleModelComesBackEqual) {
 
 struct REFUSED_CASE {
   const char* m_name;
-  const char* m_expected;  // part of the message
+  const char* m_expected;                 // part of the message
   DTM_NODE* (*m_make)(DTM_NODE*& other);  // `other`: a tree to free as well
 };
 

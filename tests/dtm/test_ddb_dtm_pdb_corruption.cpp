@@ -160,9 +160,9 @@ class BYTES {
 
 using FIELDS = std::vector<std::pair<std::string, std::uint8_t>>;
 
-const FIELDS k_node_fields = {{"m_nodes", 0x16},   {"m_id", 0x01},  {"m_writable", 0x03},
-                              {"m_description", 0x05}, {"m_version", 0x02}, {"m_bin", 0x02},
-                              {"m_data_root", 0x06}, {"m_linked_node", 0x06}};
+const FIELDS k_node_fields = {{"m_nodes", 0x16},       {"m_id", 0x01},         {"m_writable", 0x03},
+                              {"m_description", 0x05}, {"m_version", 0x02},    {"m_bin", 0x02},
+                              {"m_data_root", 0x06},   {"m_linked_node", 0x06}};
 const FIELDS k_tree_int_fields = {{"m_left", 0x06},
                                   {"m_right", 0x06},
                                   {"m_key", 0x07},
@@ -184,6 +184,7 @@ struct CRAFT {
   std::uint8_t m_writable = 1;
   std::uint32_t m_micro_data = 4;
   std::int16_t m_device_version = 0;
+  std::int32_t m_device_id = 67;
   std::uint32_t m_device_link = 0;
   std::uint32_t m_micro_link = 0;
   std::uint32_t m_tree_right = 0;
@@ -210,8 +211,8 @@ std::string craft(const CRAFT& c) {
   };
   BYTES objects;
   node(objects, 0, c.m_root_children, 47, "root", 0, 0, 0, c.m_root_child_count_override);
-  node(objects, c.m_device_class, c.m_device_children, 67, "Device", c.m_device_version, 0,
-       c.m_device_link, 0);
+  node(objects, c.m_device_class, c.m_device_children, c.m_device_id, "Device", c.m_device_version,
+       0, c.m_device_link, 0);
   node(objects, 1, c.m_micro_children, 55, "Micro", 0, c.m_micro_data, c.m_micro_link, 0);
   objects.u32(2).u32(0).u32(c.m_tree_right).u32(c.m_key_count);
   for (std::uint32_t k = 0; k < c.m_key_count; ++k) {
@@ -271,7 +272,11 @@ const CRAFTED_CASE k_crafted_cases[] = {
        c.m_micro_children = {2};
      },
      "ownership cycle"},
-    {"a node owned twice", [](CRAFT& c) { c.m_root_children = {2, 2}; }, "owned twice"},
+    {"a node owned twice",
+     [](CRAFT& c) {
+       c.m_root_children = {2, 2};
+     },
+     "owned twice"},
     {"a version-1 linked node that also has a parent",
      [](CRAFT& c) {
        c.m_device_version = 1;
@@ -280,6 +285,12 @@ const CRAFTED_CASE k_crafted_cases[] = {
      "owned twice"},
     {"a link to a descendant that is not owned", [](CRAFT& c) { c.m_device_link = 3; },
      "destroying the tree could free it first"},
+    {"a null child",
+     [](CRAFT& c) {
+       c.m_root_children = {2, 0};
+     },
+     "a child of the node is null"},
+    {"a child without id", [](CRAFT& c) { c.m_device_id = 0; }, "has no id"},
     {"a count of 2^31", [](CRAFT& c) { c.m_root_child_count_override = 0x80000000U; },
      "a count of 2147483648"},
     {"an unknown class index", [](CRAFT& c) { c.m_device_class = 9; }, "class index 9"},
@@ -299,15 +310,10 @@ const CRAFTED_CASE k_crafted_cases[] = {
      "where a DTM_NODE is expected"},
     {"a balance factor the tree does not have", [](CRAFT& c) { c.m_balance = 1; },
      "the delay tree of the node is not balanced"},
-    {"a balance factor out of range",
-     [](CRAFT& c) {
-       c.m_balance = -3;
-     },
-     "not balanced"},
+    {"a balance factor out of range", [](CRAFT& c) { c.m_balance = -3; }, "not balanced"},
     {"a key whose count differs from its wrappers", [](CRAFT& c) { c.m_num_wrapper = 2; },
      "m_num_wrapper counts the wrappers of m_id"},
-    {"two keys for one entry", [](CRAFT& c) { c.m_key_count = 2; },
-     "m_key holds at most one key"},
+    {"two keys for one entry", [](CRAFT& c) { c.m_key_count = 2; }, "m_key holds at most one key"},
     {"a root that is not a node",
      [](CRAFT& c) {
        c.m_root = 4;

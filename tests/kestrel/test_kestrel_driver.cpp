@@ -2,10 +2,9 @@
 // byte for byte on standard output, nothing on standard error from the driver
 // itself, its exit status, and what it does with good and damaged databases.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -186,8 +185,7 @@ TEST(KestrelDriver, DamagedDatabasesEndInStatusOne) {
     const RUN run = run_kestrel(dir, {file});
     EXPECT_EQ(run.m_status, 1);
     EXPECT_EQ(run.m_out, "");
-    EXPECT_NE(run.m_err.find("uncaught exception: " + file + ": "), std::string::npos)
-        << run.m_err;
+    EXPECT_NE(run.m_err.find("uncaught exception: " + file + ": "), std::string::npos) << run.m_err;
   }
 }
 
