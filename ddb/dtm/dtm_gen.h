@@ -73,7 +73,6 @@ class DTM_FACTORY {
   // number of groups when none does (which the evaluators then report).
   DTM_SHORT choose_delay_group(const DTM_LINE_NODE* line) const;
 
-
   // ---- Legality checks ----
   // Every finding is reported and the checks go on; no line is changed.
   //
@@ -168,6 +167,27 @@ class DTM_FACTORY {
   // `check_bound` a parent that is DTM_NODE_MAX_ENUM is reported too.
   static DTM_PATH get_parent_path(const DTM_LINE_NODE* line, bool check_bound);
   // ---- End of model construction ----
+
+  // ---- Build pipeline ----
+  // The road from a DMF file to a model (docs/pipeline.md): read the file
+  // (the sectioned reader for `device_name`, the plain reader when it is
+  // null), optionally trace the lines to in_file + ".trf_line", put them in
+  // order, check them, convert them below `root` (null: a new root), free
+  // them, optionally trace the tree to in_file + ".trf". Returns what the
+  // conversion returns; null when nothing was read (reported). Every fault
+  // is reported and the build goes on.
+  DTM_NODE* build_nodes(DTM_NODE* root, const char* in_file, bool write_tree_trace,
+                        bool write_line_trace, const std::string* device_name) const;
+  DTM_NODE* build_nodes(const char* in_file, const std::string* device_name, bool write_tree_trace,
+                        bool write_line_trace) const;
+  DTM_NODE* build_nodes(const char* in_file, bool write_tree_trace, bool write_line_trace) const;
+  // The front half alone, with the plain reader: the records of the file in
+  // order, optionally traced; the caller owns the list (delete_list).
+  DTM_LINE_NODE* build_line_nodes(const char* in_file, bool write_line_trace) const;
+  // Puts a list in order, given its last record, and returns its head. In
+  // this build the records keep their file order.
+  DTM_LINE_NODE* sort_line_nodes(DTM_LINE_NODE* last) const;
+  // ---- End of build pipeline ----
 
  private:
   bool m_update_flag = false;

@@ -1,9 +1,7 @@
 #include "dtm_node.h"
 
-#include <string>
 #include <typeinfo>
 
-#include "dbs_translator.h"
 #include "dtm_ff_node.h"
 #include "dtm_float_table_node.h"
 #include "dtm_integer_node.h"
@@ -257,7 +255,7 @@ void DTM_NODE::append_node_to(DTM_NODE* parent) {
   }
 }
 
-// --- Copy, scale, dump -------------------------------------------------------------
+// --- Copy, scale -------------------------------------------------------------
 
 DTM_NODE* DTM_NODE::clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const {
   dtm_assert(segment != nullptr, "segment != 0", k_source);
@@ -291,27 +289,7 @@ void DTM_NODE::scale(double factor) {
   }
 }
 
-void DTM_NODE::dump_tree(std::ostream& os, short depth, int a, int b) const {
-  std::string indent;
-  for (short i = 0; i < depth; ++i) {
-    indent += "|-  ";
-  }
-  const std::string prefix = indent + DBS_TRANSLATOR::get_debug_string_name(m_id);
-  os << prefix << "\n";
-  if (!m_description.empty()) {
-    os << indent << "Description:  " << m_description << "\n";
-  }
-  for (const DTM_NODE* child : m_nodes) {
-    if (child != nullptr) {
-      child->dump_tree(os, static_cast<short>(depth + 1), a, b);
-    }
-  }
-  if (m_data_root != nullptr) {
-    m_data_root->print_tree(os, prefix);
-  }
-}
-
-void DTM_NODE::dump_tree_in_dmf_format(std::ostream&, std::string_view) const {}
+// The dumps and the comparison are in dtm_node_dump.cpp.
 
 // --- Accessors ---------------------------------------------------------------------
 

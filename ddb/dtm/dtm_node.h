@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "dbs_enums.h"
@@ -187,7 +188,9 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
 
   // Outline of the subtree: one line per node, indented by depth.
   virtual void dump_tree(std::ostream& os, short depth, int a, int b) const;
-  // (the path dump takes its place here)
+  // Path listing of the subtree: one line per data entry, each carrying the
+  // names of every node from here down (dtm_node_dump.cpp, docs/dumps.md).
+  virtual void dump_tree(std::ostream& os, const std::string& prefix) const;
   // Writes nothing, here and in every subclass.
   virtual void dump_tree_in_dmf_format(std::ostream& os, std::string_view prefix) const;
 
@@ -266,7 +269,11 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
   // otherwise adds the delay under `condition`.
   virtual bool set_add_p2p_node_delay(int delay, DB_INPUT_PORT_TYPE src, DB_OUTPUT_PORT_TYPE dst,
                                       DTM_ENUM condition, DTM_PATH_DECL);
-  // (the comparison of two trees takes its place here)
+  // One-way comparison with `other`: writes what this subtree holds that
+  // `other` lacks (children unless `skip_missing`, data entries) and, with
+  // `compare_values`, the values that differ by more than `tolerance`.
+  virtual void compare_trees(const DTM_NODE* other, std::ostream& os, const std::string& prefix,
+                             bool skip_missing, bool compare_values, float tolerance) const;
 
   // --- Non-virtual members ---------------------------------------------------
   DTM_NODE_ENUM get_id() const noexcept { return m_id; }

@@ -1,8 +1,5 @@
 #include "dtm_p2p_node.h"
 
-#include <string>
-
-#include "dbs_translator.h"
 #include "dtm_report.h"
 
 namespace {
@@ -177,29 +174,4 @@ void DTM_P2P_NODE::scale(double factor) {
   }
 }
 
-void DTM_P2P_NODE::dump_tree(std::ostream& os, short depth, int a, int b) const {
-  std::string indent;
-  for (short i = 0; i < depth; ++i) {
-    indent += "|-  ";
-  }
-  const std::string prefix = indent + DBS_TRANSLATOR::get_debug_string_name(m_id);
-  os << prefix << "\n";
-  if (!m_description.empty()) {
-    os << indent << "Description:  " << m_description << "\n";
-  }
-  const struct {
-    const DTM_NODE* m_node;
-    const char* m_title;
-  } blocks[] = {{m_in_out_node, "(INPUT-->OUTPUT)\n"},
-                {m_in_buried_node, "(INPUT-->BURIED)\n"},
-                {m_buried_out_node, "(BURIED-->OUTPUT)\n"},
-                {m_buried_buried_node, "(BURIED-->BURIED)\n"}};
-  for (const auto& block : blocks) {
-    if (block.m_node != nullptr) {
-      os << prefix << block.m_title;
-      block.m_node->dump_tree(os, static_cast<short>(depth + 1), a, b);
-    }
-  }
-}
-
-void DTM_P2P_NODE::dump_tree_in_dmf_format(std::ostream&, std::string_view) const {}
+// The dumps and the comparison are in dtm_node_dump.cpp.

@@ -118,8 +118,10 @@ class DTM_P2P_NODE final : public DTM_NODE {
                          DTM_PATH_DECL) const override;
 
   // Outline: the name line, the description, then one block per existing
-  // direction node.
+  // direction node. The path dump and the comparison treat the existing
+  // direction nodes as this node's children (docs/dumps.md).
   void dump_tree(std::ostream& os, short depth, int a, int b) const override;
+  void dump_tree(std::ostream& os, const std::string& prefix) const override;
   void dump_tree_in_dmf_format(std::ostream& os, std::string_view prefix) const override;
 
   // Stores a delay; a missing direction node is created (not writable). False
@@ -132,6 +134,11 @@ class DTM_P2P_NODE final : public DTM_NODE {
                           DTM_ENUM condition, DTM_PATH_DECL) override;
   bool add_p2p_node_delay(int delay, DB_BURIED_PORT_TYPE src, DB_BURIED_PORT_TYPE dst,
                           DTM_ENUM condition, DTM_PATH_DECL) override;
+
+  // Direction by direction against `other`'s direction nodes (none when
+  // `other` is not a point-to-point node).
+  void compare_trees(const DTM_NODE* other, std::ostream& os, const std::string& prefix,
+                     bool skip_missing, bool compare_values, float tolerance) const override;
 
   // Changes an existing delay; false when this node is not writable or the
   // direction node, its data or the key is missing. The path is not used.

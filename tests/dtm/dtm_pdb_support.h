@@ -306,6 +306,14 @@ inline std::string outline(const DTM_NODE& root) {
   return os.str();
 }
 
+// What compare_trees writes about `a` against `b` (missing nodes and
+// entries, values that differ at all): nothing for equal models.
+inline std::string differences(const DTM_NODE& a, const DTM_NODE& b) {
+  std::ostringstream os;
+  a.compare_trees(&b, os, "", false, true, 0.0f);
+  return os.str();
+}
+
 // Compares two models object by object along owning links, and checks that
 // every other link of `b` points at the counterpart of `a`'s target. Reports
 // through gtest.

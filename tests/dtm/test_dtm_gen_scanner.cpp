@@ -449,16 +449,40 @@ TEST(DtmGenScanner, BundledFamilyExample) {
   std::vector<std::string> devices;
   MSG_CAPTURE capture;
   DTM_FACTORY().get_device_listing(file.c_str(), devices);
-  EXPECT_EQ(devices, (std::vector<std::string>{"DEVA", "DEVB"}));
-  const SCAN deva = scan_device(file, "DEVA");
-  EXPECT_EQ(deva.m_ids, (std::vector<std::string>{"", "TCO", "TSU", ""}));
-  EXPECT_EQ(deva.m_lines, (std::vector<int>{4, 5, 8, 9}));
-  const SCAN devb = scan_device(file, "DEVB");
-  EXPECT_EQ(devb.m_ids, (std::vector<std::string>{"", "TCO", "TSU"}));
-  EXPECT_EQ(devb.m_lines, (std::vector<int>{4, 5, 12}));
+  EXPECT_EQ(devices, (std::vector<std::string>{"KX10", "KX20", "KX40"}));
+  // Every device reads the 28 records of COMMON first (lines 12 to 48, with
+  // comments and blank lines between), then its own section.
+  const std::vector<int> common = {12, 13, 14, 15, 16, 17, 18, 19, 22, 23, 24, 25, 26, 27,
+                                   30, 31, 32, 33, 34, 35, 38, 39, 40, 41, 42, 45, 46, 48};
+  struct DEVICE {
+    const char* m_name;
+    std::vector<std::string> m_ids;
+    std::vector<int> m_lines;
+  };
+  const std::vector<DEVICE> expected = {
+      {"KX10",
+       {"TCO", "TSU", "TH", "TPD", "ROUTE_R1", "ROUTE_R2", "IO_IN_REG"},
+       {51, 52, 53, 54, 55, 56, 57}},
+      {"KX20",
+       {"TCO", "TSU", "TH", "ROUTE_R1", "ROUTE_R2", "ROUTE_R3", "IO_IN_REG", "IO_OUT_REG"},
+       {60, 61, 62, 63, 64, 65, 66, 67}},
+      {"KX40",
+       {"", "TCO", "TSU", "TH", "ROUTE_R1", "ROUTE_R2", "IO_IN_REG", "DSP_MULT"},
+       {70, 71, 72, 73, 74, 75, 76, 77}},
+  };
+  for (const DEVICE& device : expected) {
+    SCOPED_TRACE(device.m_name);
+    const SCAN scan = scan_device(file, device.m_name);
+    ASSERT_EQ(scan.m_lines.size(), common.size() + device.m_lines.size());
+    EXPECT_EQ(std::vector<int>(scan.m_lines.begin(), scan.m_lines.begin() + 28), common);
+    EXPECT_EQ(std::vector<int>(scan.m_lines.begin() + 28, scan.m_lines.end()), device.m_lines);
+    EXPECT_EQ(std::vector<std::string>(scan.m_ids.begin() + 28, scan.m_ids.end()), device.m_ids);
+    EXPECT_EQ(scan.m_ids[0], "");          // the first description
+    EXPECT_EQ(scan.m_ids[8], "LUT_A");     // the first delay line of COMMON
+    EXPECT_EQ(scan.m_ids[27], "GENERAL");  // its last line
+    EXPECT_TRUE(scan.m_reports.empty());
+  }
   EXPECT_EQ(capture.get_count(), 0u);
-  EXPECT_TRUE(deva.m_reports.empty());
-  EXPECT_TRUE(devb.m_reports.empty());
 }
 
 // ---- get_device_listing ---------------------------------------------------

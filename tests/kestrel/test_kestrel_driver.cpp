@@ -138,23 +138,21 @@ TEST(KestrelDriver, ArgumentsMessagesAndExitStatus) {
   }
 }
 
-// The main job: the example DMF file compiled into a database, as
-// tools/ddb_example does it, and kestrel on it.
-TEST(KestrelDriver, ExampleModelCompiledFromItsDmfFile) {
+// The main job: the example family's KX40 model built from its DMF file, saved
+// as tools/ddb_example does it, and kestrel on it.
+TEST(KestrelDriver, ExampleModelBuiltFromItsDmfFile) {
   TEST_DIR dir;
-  const DTM_FACTORY factory;
-  DTM_LINE_NODE* lines = factory.parse_file(KESTREL_EXAMPLES_DIR "/device.dmf");
-  ASSERT_NE(lines, nullptr);
-  ASSERT_TRUE(factory.check_legality(lines));
-  DTM_NODE* model = factory.convert(lines, nullptr);
-  DTM_LINE_NODE::delete_list(lines);
+  const std::string device = "KX40";
+  DTM_NODE* model =
+      DTM_FACTORY().build_nodes(KESTREL_EXAMPLES_DIR "/family.dmf", &device, false, false);
+  ASSERT_NE(model, nullptr);
   PDB_ARCHIVE archive;
   ASSERT_TRUE(archive.open(dir.path("example")));
   ASSERT_TRUE(pdb_write_(model, archive, ""));
   MEM_MANAGER::delete_wrapper(model);
   const RUN run = run_kestrel(dir, {dir.path("example.ddb")});
   EXPECT_EQ(run.m_status, 0);
-  EXPECT_EQ(run.m_out, "Fast speed grade\nMicro timing of the device\n");
+  EXPECT_EQ(run.m_out, "KX family timing model\nLogic element micro timing\n");
   EXPECT_EQ(run.m_err, "");
 }
 
