@@ -100,8 +100,22 @@ TEST(KestrelDriver, ArgumentsMessagesAndExitStatus) {
     ASSERT_TRUE(archive.open(dir.path("empty")));
     ASSERT_TRUE(pdb_write_(static_cast<const DTM_NODE*>(nullptr), archive, ""));
   }
+  {
+    // Readable models that lack the nodes the driver prints.
+    DTM_NODE* bare = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_ROOT, true);
+    PDB_ARCHIVE archive;
+    ASSERT_TRUE(archive.open(dir.path("bare")));
+    ASSERT_TRUE(pdb_write_(bare, archive, ""));
+    bare->add_node(MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_MAP_DEVICE, true));
+    PDB_ARCHIVE device_only;
+    ASSERT_TRUE(device_only.open(dir.path("nomicro")));
+    ASSERT_TRUE(pdb_write_(bare, device_only, ""));
+    MEM_MANAGER::delete_wrapper(bare);
+  }
   const std::vector<DRIVER_CASE> cases = {
       {"no argument", {}, 1, k_usage},
+      {"a root without the device node", {"@bare.ddb"}, 1, "Error in ddb file!"},
+      {"a device node without its micro node", {"@nomicro.ddb"}, 1, "Error in ddb file!"},
       {"two arguments", {"@model.ddb", "@model.ddb"}, 1, k_usage},
       {"three arguments", {"x", "y", "z"}, 1, k_usage},
       {"a missing file", {"@missing.ddb"}, 1, "The DMF file @ does not exist.\n"},

@@ -47,10 +47,17 @@ int kestrel_exe_main(int argc, const char** argv) {
     archive.close();
     return 1;
   }
-  // The model is expected to hold both nodes; they are not tested for null.
+  // A database built for the driver holds both nodes. One that lacks either
+  // is refused like an unreadable one rather than dereferenced.
   const DTM_NODE* device = root->get_node(k_device_node);
+  const DTM_NODE* micro = device != nullptr ? device->get_node(k_micro_node) : nullptr;
+  if (micro == nullptr) {
+    std::cout << "Error in ddb file!";
+    archive.close();
+    MEM_MANAGER::delete_wrapper(root);
+    return 1;
+  }
   std::cout << device->get_description() << "\n";
-  const DTM_NODE* micro = device->get_node(k_micro_node);
   std::cout << micro->get_description() << "\n";
   archive.close();
   MEM_MANAGER::delete_wrapper(root);
