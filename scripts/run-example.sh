@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the release preset and runs the main job:
-# builds the timing model of the example family (examples/family.dmf, device
-# KX40) with the build pipeline and shows its outline, then saves the model as
-# a .ddb database and runs kestrel on it.
+# dtmtool builds the timing model of the example family (examples/family.dmf,
+# device KX40) and shows its outline, then saves the model as a .ddb database,
+# and kestrel loads it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -11,7 +11,8 @@ model=examples/family.dmf
 device=KX40
 bin=build/release/tools
 database=build/release/example.ddb
-targets=(dmf_build ddb_example kestrel)
+targets=(dtmtool kestrel)
+dtmtool=$bin/dtmtool/dtmtool
 
 build_tools() {
   local jobs
@@ -22,11 +23,11 @@ build_tools() {
 
 show_model() {
   echo "== model of $device, built from $model:"
-  "$bin/dmf_build/dmf_build" "$model" "$device"
+  "$dtmtool" dump --device "$device" "$model"
 }
 
 save_and_load() {
-  "$bin/ddb_example/ddb_example" "$model" "$device" "$database"
+  "$dtmtool" build --device "$device" "$model" -o "$database"
   echo "== kestrel $database:"
   "$bin/kestrel/kestrel" "$database"
 }

@@ -1,6 +1,7 @@
 // Models for the commands: built from DMF text through the library's build
 // pipeline, or loaded from and saved to .ddb databases.
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "dtm_gen.h"
@@ -9,6 +10,7 @@
 #include "fio_sys.h"
 #include "kestrel.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
 void DTMTOOL_MODEL_DELETER::operator()(DTM_NODE* root) const { MEM_MANAGER::delete_wrapper(root); }
 
@@ -68,12 +70,61 @@ DTMTOOL_MODEL dtmtool_build(const std::vector<std::string>& files, const DTMTOOL
   return model;
 }
 
+namespace {
+
+// The archive of a database: its name without the final ".ddb".
+std::string archive_name(const std::string& database) {
+  return database.substr(0, database.size() - std::string_view(".ddb").size());
+}
+
+DTMTOOL_MODEL load(const std::string& database, DTMTOOL_REPORTER& reporter, int& status) {
+  if (!FIO_FILE_SYSTEM::exists(database)) {
+    dtmtool_error(database + ": no such file");
+    status = DTMTOOL_USAGE;
+    return nullptr;
+  }
+  reporter.set_file(database);
+  const std::size_t before = reporter.get_count();
+  PDB_ARCHIVE archive;
+  archive.open(archive_name(database));
+  DTM_NODE* root = nullptr;
+  bool opened = false;
+  try {
+    opened = pdb_read_<PDB_ARCHIVE, DTM_NODE>(root, archive, "");
+  } catch (const PDB_DATABASE_EXCEPTION& error) {
+    archive.close();
+    dtmtool_error(std::string(error.what()));
+    status = DTMTOOL_INPUT_ERROR;
+    return nullptr;
+  }
+  archive.close();
+  DTMTOOL_MODEL model(root);
+  if (!opened) {
+    dtmtool_error(database + ": cannot be opened");
+    status = DTMTOOL_USAGE;
+    return nullptr;
+  }
+  if (model == nullptr) {
+    dtmtool_error(database + ": holds no model");
+    status = DTMTOOL_INPUT_ERROR;
+    return nullptr;
+  }
+  const std::size_t reports = reporter.get_count() - before;
+  if (reports > 0) {
+    dtmtool_error(database + ": " + std::to_string(reports) +
+                  (reports == 1 ? " report" : " reports") + "; the model is not used");
+    status = DTMTOOL_INPUT_ERROR;
+    return nullptr;
+  }
+  return model;
+}
+
+}  // namespace
+
 DTMTOOL_MODEL dtmtool_read_model(const std::string& input, const DTMTOOL_ARGS& args,
                                  DTMTOOL_REPORTER& reporter, int& status) {
   if (dtmtool_is_database(input)) {
-    dtmtool_error(input + ": reading databases is not available yet");
-    status = DTMTOOL_USAGE;
-    return nullptr;
+    return load(input, reporter, status);
   }
   if (!dtmtool_check_dmf_inputs({input}, args)) {
     status = DTMTOOL_USAGE;
@@ -92,7 +143,22 @@ DTMTOOL_MODEL dtmtool_read_model(const std::string& input, const DTMTOOL_ARGS& a
   return model;
 }
 
-bool dtmtool_save(const DTM_NODE&, const std::string& database, DTMTOOL_REPORTER&) {
-  dtmtool_error(database + ": writing databases is not available yet");
-  return false;
+// The layer writes a new file and puts it in place only when all of it was
+// written: a failed save leaves an existing database as it was.
+bool dtmtool_save(const DTM_NODE& root, const std::string& database, DTMTOOL_REPORTER& reporter) {
+  reporter.set_file(database);
+  const std::size_t before = reporter.get_count();
+  PDB_ARCHIVE archive;
+  archive.open(archive_name(database));
+  bool written = false;
+  try {
+    written = pdb_write_(&root, archive, "");
+    if (!written) {
+      dtmtool_error(database + ": cannot be created");
+    }
+  } catch (const PDB_DATABASE_EXCEPTION& error) {
+    dtmtool_error(std::string(error.what()));
+  }
+  archive.close();
+  return written && reporter.get_count() == before;
 }
