@@ -48,7 +48,7 @@ const OPTION k_output = {"--output", 'o', "FILE", "the file to write",
 const OPTION k_device = {"--device", 0, "NAME", "read the section of NAME from amalgamated files",
                          [](DTMTOOL_ARGS& a, const char* v) {
                            a.m_device = v;
-                           return true;
+                           return *v != '\0';  // every section name begins with ""
                          }};
 const OPTION k_bin = {"--bin", 0, "B", "build for bin B: the first delay group for it",
                       [](DTMTOOL_ARGS& a, const char* v) {
