@@ -113,10 +113,21 @@ void DTM_CHILD_INDEX::release() noexcept {
 DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
 
 DTM_NODE::~DTM_NODE() {
-  for (DTM_NODE* child : m_nodes) {
-    MEM_MANAGER::delete_wrapper(child);
+  // The subtree is freed from a work list, not by recursion: a model read
+  // from a file can be deeper than the stack allows. Each node leaves with
+  // its children already taken over by the list.
+  NODES pending;
+  pending.swap(m_nodes);
+  while (!pending.empty()) {
+    DTM_NODE* node = pending.back();
+    pending.pop_back();
+    if (node == nullptr) {
+      continue;
+    }
+    pending.insert(pending.end(), node->m_nodes.begin(), node->m_nodes.end());
+    NODES().swap(node->m_nodes);
+    MEM_MANAGER::delete_wrapper(node);
   }
-  NODES().swap(m_nodes);
   MEM_STRING().swap(m_description);
   MEM_MANAGER::delete_wrapper(m_data_root);
   m_data_root = nullptr;
