@@ -1,9 +1,14 @@
 #!/usr/bin/env bash
 # Installs, with apt-get, whatever the build and the tests need and this
 # machine lacks. Does nothing (and needs no network) when all is present.
+#   bash scripts/deps.sh        what the build, the tests and the benchmarks need
+#   bash scripts/deps.sh fuzz   the same, plus clang and libFuzzer for fuzz/
 set -euo pipefail
 
 packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev)
+if [ "${1:-}" = fuzz ]; then
+  packages+=(clang libclang-rt-14-dev)
+fi
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then

@@ -1,6 +1,7 @@
 #include "dtm_node.h"
 
 #include <typeinfo>
+#include <utility>
 
 #include "dtm_ff_node.h"
 #include "dtm_float_table_node.h"
@@ -113,10 +114,28 @@ void DTM_CHILD_INDEX::release() noexcept {
 DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
 
 DTM_NODE::~DTM_NODE() {
-  for (DTM_NODE* child : m_nodes) {
-    MEM_MANAGER::delete_wrapper(child);
+  // The subtree is freed without recursion (a model read from a file can be
+  // deeper than the stack allows), in the order a recursive destruction
+  // would take: children in order, each after its own subtree, while every
+  // owner above it is still alive (a node's link may point to an owner).
+  MEM_VECTOR<std::pair<DTM_NODE*, std::size_t>> path;  // node, next child
+  path.emplace_back(this, 0);
+  while (!path.empty()) {
+    auto& [node, next] = path.back();
+    if (next < node->m_nodes.size()) {
+      DTM_NODE* child = node->m_nodes[next++];
+      if (child != nullptr) {
+        path.emplace_back(child, 0);
+      }
+      continue;
+    }
+    DTM_NODE* done = node;
+    path.pop_back();
+    NODES().swap(done->m_nodes);
+    if (done != this) {
+      MEM_MANAGER::delete_wrapper(done);
+    }
   }
-  NODES().swap(m_nodes);
   MEM_STRING().swap(m_description);
   MEM_MANAGER::delete_wrapper(m_data_root);
   m_data_root = nullptr;
