@@ -3,7 +3,8 @@
 # machine lacks. Does nothing (and needs no network) when all is present.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev)
+# libsimdjson-dev: only the side-by-side benchmark of the release preset uses it.
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev)
 missing=()
 for package in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
