@@ -159,22 +159,28 @@ class GENERATOR {
     return names[random(static_cast<unsigned>(names.size()))];
   }
 
-  // A path of one to four map types; the last two levels encode the block
-  // number, so no two blocks share a path.
+  // A path of one to four map types: up to two outer levels (device,
+  // grade, corner), then the block number written in base M with the other
+  // map types as digits (one digit below M, two below M^2, else three). The
+  // two kinds of level share no name, so no two blocks share a path.
   std::vector<std::string> block_path(long block) {
     const long maps = static_cast<long>(m_names.m_maps.size());
-    const unsigned depth = block < maps ? 1 + random(4) : 2 + random(3);
+    const unsigned digits = block < maps ? 1 : block < maps * maps ? 2 : 3;
+    const unsigned outer = std::min(2u, random(5 - digits));
     std::vector<std::string> path;
-    if (depth >= 3) {
+    if (outer >= 1) {
       path.push_back(m_names.m_top[0]);  // DTM_MAP_DEVICE
     }
-    if (depth == 4) {
+    if (outer == 2) {
       path.push_back(m_names.m_top[1 + random(static_cast<unsigned>(m_names.m_top.size() - 1))]);
     }
-    if (depth >= 2) {
-      path.push_back(m_names.m_maps[static_cast<std::size_t>((block / maps) % maps)]);
+    for (unsigned d = digits; d-- > 0;) {
+      long digit = block;
+      for (unsigned i = 0; i < d; ++i) {
+        digit /= maps;
+      }
+      path.push_back(m_names.m_maps[static_cast<std::size_t>(digit % maps)]);
     }
-    path.push_back(m_names.m_maps[static_cast<std::size_t>(block % maps)]);
     return path;
   }
 
