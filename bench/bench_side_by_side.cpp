@@ -570,7 +570,10 @@ class TABLE_REPORTER : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.error_occurred || run.run_type != Run::RT_Iteration) continue;
-      FIGURE& figure = m_figures[run.benchmark_name()];
+      // Keyed by function and argument ("BM_x/N"), without run options.
+      const std::string name = run.benchmark_name();
+      const std::size_t end = name.find('/', name.find('/') + 1);
+      FIGURE& figure = m_figures[name.substr(0, end)];
       // CPU time: the machine is shared, and wall time carries the other
       // users' load. A whole process is timed by the wall clock.
       const bool process = run.benchmark_name().rfind("BM_process", 0) == 0;
