@@ -488,6 +488,37 @@ void BM_dmf_build(benchmark::State& state) {
   state.counters["model_per_delay"] = static_cast<double>(model_bytes) / static_cast<double>(n);
 }
 
+// The phases of the build, each timed alone on the lines of the file.
+enum class PHASE { READ, CHECK, CONVERT, FREE };
+void build_phase(benchmark::State& state, PHASE phase) {
+  const long n = state.range(0);
+  const std::string file = generated_file(n);
+  const DTM_FACTORY factory;
+  MSG_CAPTURE quiet;
+  for (auto _ : state) {
+    if (phase != PHASE::READ) state.PauseTiming();
+    DTM_LINE_NODE* lines = factory.parse_file(file.c_str());
+    if (phase != PHASE::READ) state.ResumeTiming();
+    if (phase == PHASE::CHECK) benchmark::DoNotOptimize(factory.check_legality(lines));
+    DTM_NODE* model = nullptr;
+    if (phase == PHASE::CONVERT) model = factory.convert(lines, nullptr);
+    if (phase != PHASE::FREE) state.PauseTiming();
+    DTM_LINE_NODE::delete_list(lines);
+    if (phase != PHASE::FREE) state.ResumeTiming();
+    state.PauseTiming();
+    MEM_MANAGER::delete_wrapper(model);
+    state.ResumeTiming();
+  }
+  if (quiet.get_count() != 0) {
+    state.SkipWithError("the generated file gave reports");
+  }
+  per_delay(state, "ns_per_delay", static_cast<double>(n));
+}
+void BM_phase_read(benchmark::State& state) { build_phase(state, PHASE::READ); }
+void BM_phase_check(benchmark::State& state) { build_phase(state, PHASE::CHECK); }
+void BM_phase_convert(benchmark::State& state) { build_phase(state, PHASE::CONVERT); }
+void BM_phase_free_lines(benchmark::State& state) { build_phase(state, PHASE::FREE); }
+
 // The whole command-line build (its outline goes to /dev/null).
 void BM_process_build(benchmark::State& state) {
   const std::string command =
@@ -551,6 +582,10 @@ SIDE_BY_SIDE(BM_floor_dmf)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_floor_json)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_json_load)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_dmf_build)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_phase_read)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_phase_check)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_phase_convert)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_phase_free_lines)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_process_build)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 SIDE_BY_SIDE(BM_json_find);
 SIDE_BY_SIDE(BM_json_find_miss);
@@ -608,7 +643,11 @@ void print_table(const std::map<std::string, FIGURE>& figures) {
     row("floor: read + count lines (JSON)", "BM_floor_json");
     row("JSON alternative: load", "BM_json_load");
     row("ours: build from DMF", "BM_dmf_build");
-    row("ours: `dmf_build` process", "BM_process_build");
+    row("ours: build, read + parse", "BM_phase_read");
+    row("ours: build, legality checks", "BM_phase_check");
+    row("ours: build, conversion", "BM_phase_convert");
+    row("ours: build, freeing the lines", "BM_phase_free_lines");
+    row("ours: `dmf_build` process (wall)", "BM_process_build");
   }
   std::printf("\n| N | peak heap per delay | bytes | vs JSON |\n|---|---|---|---|\n");
   for (const long n : {100000L, 1000000L}) {
