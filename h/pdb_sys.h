@@ -40,6 +40,9 @@ class PDB_SEGMENT;
 class PDB_SEGMENT_INFO;
 class PDB_VIRTUAL_OBJECT_BASE;
 struct PDB_SEGMENT_STATE;
+struct PDB_DDB_SEG_BASE;
+template <class KIND>
+class PDB_SEGMENT_TEMPLATE;
 struct PDB_MATCH_DATA;
 
 // Every failure of a transfer: a file that cannot be read as a database, a
@@ -61,10 +64,11 @@ class PDB_OBJECT_BASE : public MEM_OBJECT {
   std::uint32_t get_pdb_identity() const noexcept { return m_pdb_identity; }
 
  protected:
-  PDB_OBJECT_BASE() noexcept = default;
-  PDB_OBJECT_BASE(const PDB_OBJECT_BASE&) noexcept {}
-  PDB_OBJECT_BASE& operator=(const PDB_OBJECT_BASE&) noexcept { return *this; }
-  ~PDB_OBJECT_BASE() {
+  // constexpr, so that small plain classes (a key part) stay literal types.
+  constexpr PDB_OBJECT_BASE() noexcept = default;
+  constexpr PDB_OBJECT_BASE(const PDB_OBJECT_BASE&) noexcept {}
+  constexpr PDB_OBJECT_BASE& operator=(const PDB_OBJECT_BASE&) noexcept { return *this; }
+  constexpr ~PDB_OBJECT_BASE() {
     if (m_pdb_identity != PDB_UNREGISTERED) [[unlikely]] {
       release_identity();
     }
@@ -89,6 +93,9 @@ class PDB_VIRTUAL_OBJECT_BASE : public PDB_OBJECT_BASE {
   // Automatic field matching is not supported: answers false.
   virtual bool is_auto_match_pdb_xfr(PDB_VIRTUAL_OBJECT_BASE* other, PDB_MATCH_DATA* data) const;
   virtual ~PDB_VIRTUAL_OBJECT_BASE() = default;
+
+  // The transfer in its operator form (`object << segment`).
+  void operator<<(PDB_SEGMENT_TEMPLATE<PDB_DDB_SEG_BASE>& segment);
 
  protected:
   PDB_VIRTUAL_OBJECT_BASE() noexcept = default;
@@ -119,9 +126,13 @@ class PDB_OBJECT : public PDB_OBJECT_BASE {
  public:
   static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;
   PDB_CLASS_INFO* pdb_class_info() const noexcept { return s_pdb_class_info; }
+  // The transfer in its operator form (`object << segment`).
+  void operator<<(PDB_SEGMENT_TEMPLATE<PDB_DDB_SEG_BASE>& segment) {
+    static_cast<T*>(this)->serialize(segment);
+  }
 
  protected:
-  PDB_OBJECT() noexcept = default;
+  constexpr PDB_OBJECT() noexcept = default;
   ~PDB_OBJECT() = default;
 };
 
@@ -142,11 +153,17 @@ struct PDB_CLASS_THUNKS {
   using DESTROYER = void (*)(PDB_OBJECT_BASE* object) noexcept;
   // Stores `object` (of this class or a subclass) into a field of type T*.
   using STORER = void (*)(void* slot, PDB_OBJECT_BASE* object) noexcept;
+  // Checks an object of this class once its references are linked (after
+  // reading, before anything is handed out; after writing, before the file
+  // replaces anything): null when it is good, otherwise what is wrong.
+  // Optional; it may look at the objects the object reaches.
+  using VERIFIER = const char* (*)(const PDB_OBJECT_BASE* object);
 
   CONSTRUCTOR m_constructor = nullptr;
   SERIALIZER m_serializer = nullptr;
   DESTROYER m_destroyer = nullptr;
   STORER m_storer = nullptr;
+  VERIFIER m_verifier = nullptr;
   const void* m_type = nullptr;  // &pdb_type_tag<T>
   bool m_virtual = false;
 };
@@ -159,8 +176,14 @@ using PDB_OWNERSHIP_RULE = bool (*)(const PDB_OBJECT_BASE* referenced);
 
 class PDB_OWNERSHIP {
  public:
-  enum KIND : std::uint8_t { NOT_OWNED, OWNED, BY_RULE };
+  enum KIND : std::uint8_t { NOT_OWNED, OWNED, BY_RULE, OWNED_FLAT };
   static constexpr PDB_OWNERSHIP owned() noexcept { return PDB_OWNERSHIP(OWNED, nullptr); }
+  // Owned, and freed by its owner in a loop rather than by recursion (a list
+  // freed from its head, a tree freed by rotations): the link adds no level
+  // to the ownership depth that the segment information may limit.
+  static constexpr PDB_OWNERSHIP owned_flat() noexcept {
+    return PDB_OWNERSHIP(OWNED_FLAT, nullptr);
+  }
   static constexpr PDB_OWNERSHIP not_owned() noexcept { return PDB_OWNERSHIP(NOT_OWNED, nullptr); }
   static constexpr PDB_OWNERSHIP by_rule(PDB_OWNERSHIP_RULE rule) noexcept {
     return PDB_OWNERSHIP(BY_RULE, rule);
@@ -177,6 +200,7 @@ class PDB_OWNERSHIP {
 
 inline constexpr PDB_OWNERSHIP PDB_OWNED = PDB_OWNERSHIP::owned();
 inline constexpr PDB_OWNERSHIP PDB_NOT_OWNED = PDB_OWNERSHIP::not_owned();
+inline constexpr PDB_OWNERSHIP PDB_OWNED_FLAT = PDB_OWNERSHIP::owned_flat();
 
 // The registered record of one persisted class.
 class PDB_CLASS_INFO {
@@ -290,11 +314,13 @@ void pdb_store_thunk(void* slot, PDB_OBJECT_BASE* object) noexcept {
 // Registers T (base BASE, or void for none) with the thunks made for it. The
 // form follows T: virtual when T derives from PDB_VIRTUAL_OBJECT_BASE. A class
 // whose owners free it otherwise than with delete (a list freed from its head)
-// passes its own destroyer.
+// passes its own destroyer; a class with invariants across its references
+// passes a verifier.
 template <class T, class BASE = void>
 PDB_CLASS_INFO* pdb_register_class(PDB_SEGMENT_INFO& segment_info, const char* name,
                                    std::uint32_t signature, PDB_CLASS_INFO** slot,
-                                   PDB_CLASS_THUNKS::DESTROYER destroyer = nullptr) {
+                                   PDB_CLASS_THUNKS::DESTROYER destroyer = nullptr,
+                                   PDB_CLASS_THUNKS::VERIFIER verifier = nullptr) {
   static_assert(std::is_base_of_v<PDB_OBJECT_BASE, T>,
                 "persisted classes derive from PDB_OBJECT_BASE");
   constexpr bool is_virtual = std::is_base_of_v<PDB_VIRTUAL_OBJECT_BASE, T>;
@@ -313,6 +339,7 @@ PDB_CLASS_INFO* pdb_register_class(PDB_SEGMENT_INFO& segment_info, const char* n
   }
   thunks.m_destroyer = destroyer != nullptr ? destroyer : &pdb_destroy_thunk<T>;
   thunks.m_storer = &pdb_store_thunk<T>;
+  thunks.m_verifier = verifier;
   thunks.m_type = &pdb_type_tag<T>;
   thunks.m_virtual = is_virtual;
   return PDB_CLASS_INFO::register_class(name, base, sizeof(T), signature, segment_info, slot,
@@ -481,9 +508,9 @@ class PDB_SEGMENT {
       put_count(count);
     }
     for (std::size_t i = 0; i < count; ++i) {
-      begin_element(info);
+      const std::uint32_t outer = begin_element(info);
       array[i].serialize(*this);
-      end_element();
+      end_element(outer);
     }
     return count;
   }
@@ -591,8 +618,10 @@ class PDB_SEGMENT {
   void read_ref(void* slot, const PDB_CLASS_INFO* info, PDB_OWNERSHIP ownership);
   void write_ref(PDB_OBJECT_BASE* object, const PDB_CLASS_INFO* info, PDB_OWNERSHIP ownership);
   std::size_t get_array_count(const PDB_CLASS_INFO* info);
-  void begin_element(const PDB_CLASS_INFO* info);
-  void end_element();
+  // Elements nest (an element whose class holds an array): begin_element
+  // answers the enclosing element's depth, which end_element restores.
+  std::uint32_t begin_element(const PDB_CLASS_INFO* info);
+  void end_element(std::uint32_t outer);
 
   void flush_put();
   [[noreturn]] void fail_truncated(std::size_t bytes) const;
@@ -713,6 +742,10 @@ class PDB_SEGMENT_TEMPLATE : public PDB_SEGMENT {
  protected:
   using PDB_SEGMENT::PDB_SEGMENT;
 };
+
+inline void PDB_VIRTUAL_OBJECT_BASE::operator<<(PDB_SEGMENT_TEMPLATE<PDB_DDB_SEG_BASE>& segment) {
+  serialize(segment);
+}
 
 // The file format's fixed numbers (docs/ddb-format.md).
 inline constexpr std::uint32_t PDB_FORMAT_VERSION = 1;

@@ -84,13 +84,20 @@ struct PDB_SEGMENT_STATE {
   // references into them from the trees that were.
   void drop_unclaimed_roots() noexcept;
 
-  // Records that `owner` owns `target`; raises on a second owner.
-  void take_ownership(std::uint32_t target, std::uint32_t owner);
+  // Records that `owner` owns `target`; raises on a second owner. A flat
+  // link (PDB_OWNED_FLAT) adds no level of ownership depth.
+  void take_ownership(std::uint32_t target, std::uint32_t owner, bool flat = false);
   // Checks that the owners form a forest below the roots, within the depth
   // limit of the segment information, and that every inspected target
   // outlives its source (verify_inspected).
   void verify_ownership();
   void verify_inspected();
+  // Runs the classes' verifiers on the linked graph; raises on the first
+  // object refused.
+  void verify_objects();
+  // Reading, after linking: frees every tree read (the non-owning references
+  // are cut first, so no destructor looks at a tree freed before it).
+  void destroy_linked() noexcept;
 
   // The file's class number of a program class (-1 when absent).
   std::int32_t file_class_of(const PDB_CLASS_INFO* info) const noexcept {
@@ -125,6 +132,7 @@ struct PDB_SEGMENT_STATE {
 
   MEM_VECTOR<PDB_OBJECT_ENTRY> m_objects;
   MEM_VECTOR<std::uint32_t> m_owner;
+  MEM_VECTOR<std::uint8_t> m_flat;  // 1: owned through a flat link (grown on demand)
   MEM_VECTOR<PDB_REF_RECORD> m_refs;
   MEM_VECTOR<PDB_OWNERSHIP_RULE> m_rules;
   // References decided by a rule not to own their target: the source's

@@ -354,8 +354,8 @@ void PDB_SEGMENT_READER::read_objects() {
     throw;
   }
 
-  // Link. Nothing can fail from here on; the non-owning references are kept
-  // for finish_reading_all.
+  // Link. Only the classes' verifiers can refuse the graph from here on; the
+  // non-owning references are kept for finish_reading_all.
   std::size_t kept = 0;
   for (const PDB_REF_RECORD& ref : s.m_refs) {
     PDB_CLASS_INFO::find_index(ref.m_declared)
@@ -366,6 +366,18 @@ void PDB_SEGMENT_READER::read_objects() {
     }
   }
   s.m_refs.resize(kept);
+
+  // The classes' own checks of the linked graph.
+  try {
+    s.verify_objects();
+  } catch (...) {
+    s.destroy_linked();
+    s.release_identities();
+    release_vector(s.m_objects);
+    release_vector(s.m_refs);
+    free_image(s);
+    throw;
+  }
   free_image(s);
   s.m_phase = PDB_SEGMENT_STATE::OBJECTS;
 }
@@ -426,6 +438,7 @@ void PDB_SEGMENT_READER::finish_reading_all() noexcept {
   }
   release_vector(s.m_objects);
   release_vector(s.m_owner);
+  release_vector(s.m_flat);
   release_vector(s.m_refs);
   release_vector(s.m_rules);
   release_vector(s.m_inspected);

@@ -1,5 +1,6 @@
 // The transfer shared by the segment reader and writer: class brackets and
 // field layouts, references, arrays, identities, ownership and messages.
+#include <algorithm>
 #include <string>
 
 #include "pdb_internal.h"
@@ -136,10 +137,16 @@ void PDB_SEGMENT_STATE::destroy_objects() noexcept {
 
 // --- Ownership -----------------------------------------------------------------
 
-void PDB_SEGMENT_STATE::take_ownership(std::uint32_t target, std::uint32_t owner) {
+void PDB_SEGMENT_STATE::take_ownership(std::uint32_t target, std::uint32_t owner, bool flat) {
   std::uint32_t& current = m_owner[target];
   if (current == PDB_NO_OWNER) {
     current = owner;
+    if (flat) {
+      if (m_flat.size() <= target) {
+        m_flat.resize(std::max<std::size_t>(target + 1, m_owner.size()), 0);
+      }
+      m_flat[target] = 1;
+    }
     return;
   }
   if (current == PDB_ROOT_OWNER) {
@@ -188,7 +195,9 @@ void PDB_SEGMENT_STATE::verify_ownership() {
     while (!chain.empty()) {
       const std::uint32_t below = chain.back();
       chain.pop_back();
-      ++level;
+      if (below >= m_flat.size() || m_flat[below] == 0) {
+        ++level;
+      }
       if (max_depth != 0 && level > max_depth) {
         m_segment.fail("object " + describe(below) + " lies deeper than " +
                        std::to_string(max_depth) + " levels of ownership");
@@ -310,6 +319,46 @@ void PDB_SEGMENT_STATE::drop_unclaimed_roots() noexcept {
   }
   for (const PDB_ROOT_ENTRY& root : m_roots) {
     if (root.m_claimed || root.m_object == PDB_NO_OWNER) {
+      continue;
+    }
+    PDB_OBJECT_ENTRY& entry = m_objects[root.m_object];
+    PDB_OBJECT_BASE* object = entry.m_object;
+    if (object != nullptr) {
+      entry.m_object = nullptr;
+      entry.m_class->get_thunks().m_destroyer(object);
+    }
+  }
+}
+
+void PDB_SEGMENT_STATE::verify_objects() {
+  const std::uint32_t count = static_cast<std::uint32_t>(m_objects.size());
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const PDB_OBJECT_ENTRY& entry = m_objects[i];
+    if (entry.m_object == nullptr) {
+      continue;
+    }
+    const PDB_CLASS_THUNKS::VERIFIER verifier = entry.m_class->get_thunks().m_verifier;
+    if (verifier == nullptr) {
+      continue;
+    }
+    if (const char* problem = verifier(entry.m_object)) {
+      m_current = i;
+      m_segment.m_field = nullptr;
+      m_segment.m_source = nullptr;
+      m_segment.fail(problem);
+    }
+  }
+  m_current = PDB_NO_OWNER;
+}
+
+void PDB_SEGMENT_STATE::destroy_linked() noexcept {
+  for (const PDB_REF_RECORD& ref : m_refs) {
+    if (ref.m_kind == PDB_OWNERSHIP::NOT_OWNED && m_objects[ref.m_source].m_object != nullptr) {
+      PDB_CLASS_INFO::find_index(ref.m_declared)->get_thunks().m_storer(ref.m_slot, nullptr);
+    }
+  }
+  for (const PDB_ROOT_ENTRY& root : m_roots) {
+    if (root.m_object == PDB_NO_OWNER) {
       continue;
     }
     PDB_OBJECT_ENTRY& entry = m_objects[root.m_object];
@@ -510,7 +559,8 @@ void PDB_SEGMENT::read_ref(void* slot, const PDB_CLASS_INFO* info, PDB_OWNERSHIP
   std::uint8_t rule = 0;
   switch (ownership.get_kind()) {
     case PDB_OWNERSHIP::OWNED:
-      s.take_ownership(target, s.m_current);
+    case PDB_OWNERSHIP::OWNED_FLAT:
+      s.take_ownership(target, s.m_current, ownership.get_kind() == PDB_OWNERSHIP::OWNED_FLAT);
       break;
     case PDB_OWNERSHIP::BY_RULE:
       if (ownership.get_rule() == nullptr) {
@@ -544,6 +594,7 @@ void PDB_SEGMENT::write_ref(PDB_OBJECT_BASE* object, const PDB_CLASS_INFO* info,
   bool owned = false;
   switch (ownership.get_kind()) {
     case PDB_OWNERSHIP::OWNED:
+    case PDB_OWNERSHIP::OWNED_FLAT:
       owned = true;
       break;
     case PDB_OWNERSHIP::BY_RULE:
@@ -556,7 +607,7 @@ void PDB_SEGMENT::write_ref(PDB_OBJECT_BASE* object, const PDB_CLASS_INFO* info,
       break;
   }
   if (owned) {
-    s.take_ownership(target, s.m_current);
+    s.take_ownership(target, s.m_current, ownership.get_kind() == PDB_OWNERSHIP::OWNED_FLAT);
   } else if (ownership.get_kind() == PDB_OWNERSHIP::BY_RULE) {
     s.m_inspected.push_back(PDB_SEGMENT_STATE::INSPECTED{s.m_current, target});
   }
@@ -578,17 +629,20 @@ std::size_t PDB_SEGMENT::get_array_count(const PDB_CLASS_INFO* info) {
   return count;
 }
 
-void PDB_SEGMENT::begin_element(const PDB_CLASS_INFO* info) {
+std::uint32_t PDB_SEGMENT::begin_element(const PDB_CLASS_INFO* info) {
+  const std::uint32_t outer = m_state->m_element_depth;
   m_state->m_pending_element = info;
   m_state->m_element_depth = m_state->m_depth;
+  return outer;
 }
 
-void PDB_SEGMENT::end_element() {
+void PDB_SEGMENT::end_element(std::uint32_t outer) {
   if (m_state->m_pending_element != nullptr || m_state->m_depth != m_state->m_element_depth) {
     fail(
         "an array element's serialize does not bracket its fields with serialize_begin and "
         "serialize_end");
   }
+  m_state->m_element_depth = outer;
 }
 
 // --- Messages --------------------------------------------------------------------

@@ -199,6 +199,7 @@ void PDB_SEGMENT_WRITER::write_objects() {
   s.m_current = PDB_NO_OWNER;
   m_field = nullptr;
   s.verify_ownership();
+  s.verify_objects();
   s.m_object_count = static_cast<std::uint32_t>(s.m_objects.size());
 
   // The tables.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the release preset and runs the main job:
 # builds the timing model of the example family (examples/family.dmf, device
-# KX40) with the build pipeline and shows its outline.
+# KX40) with the build pipeline and shows its outline, then saves the model as
+# a .ddb database and runs kestrel on it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -9,7 +10,8 @@ bash scripts/deps.sh
 model=examples/family.dmf
 device=KX40
 bin=build/release/tools
-targets=(dmf_build)
+database=build/release/example.ddb
+targets=(dmf_build ddb_example kestrel)
 
 build_tools() {
   local jobs
@@ -23,5 +25,12 @@ show_model() {
   "$bin/dmf_build/dmf_build" "$model" "$device"
 }
 
+save_and_load() {
+  "$bin/ddb_example/ddb_example" "$model" "$device" "$database"
+  echo "== kestrel $database:"
+  "$bin/kestrel/kestrel" "$database"
+}
+
 build_tools
 show_model
+save_and_load

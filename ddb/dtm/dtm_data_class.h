@@ -13,12 +13,13 @@
 #include "dbs_enums.h"
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
 class DTM_INT_DATA;
 class DTM_FLOAT_DATA;
 class DTM_PTR_DATA;
 
-class DTM_BASE_DATA : public MEM_OBJECT {
+class DTM_BASE_DATA : public PDB_VIRTUAL_OBJECT<DTM_BASE_DATA> {
  public:
   DTM_BASE_DATA() noexcept = default;
   explicit DTM_BASE_DATA(DTM_ENUM key) noexcept : m_enum(key) {}
@@ -27,6 +28,10 @@ class DTM_BASE_DATA : public MEM_OBJECT {
   virtual ~DTM_BASE_DATA();
   DTM_BASE_DATA(const DTM_BASE_DATA&) = delete;
   DTM_BASE_DATA& operator=(const DTM_BASE_DATA&) = delete;
+
+  // Persistence (ddb_dtm__pdb.cpp, ddb_dtm__pdbg.cpp).
+  void serialize(PDB_SEGMENT& segment) override;
+  bool is_auto_match_pdb_xfr(PDB_VIRTUAL_OBJECT_BASE* other, PDB_MATCH_DATA* data) const override;
 
   // --- Insertion -----------------------------------------------------------
   // Inserts a detached entry (or chain) into the level rooted here and
@@ -128,6 +133,11 @@ struct DTM_DATA_VALUE_TRAITS;
 // class, VALUE its value type; LEAF gives its field through stored_value().
 template <class LEAF, class VALUE>
 class DTM_DATA_LEAF : public DTM_BASE_DATA {
+ public:
+  static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;  // LEAF's record
+  PDB_CLASS_INFO* pdb_class_info() override { return s_pdb_class_info; }
+  const PDB_CLASS_INFO* pdb_class_info() const override { return s_pdb_class_info; }
+
  protected:
   DTM_DATA_LEAF() noexcept = default;
   explicit DTM_DATA_LEAF(DTM_ENUM key) noexcept : DTM_BASE_DATA(key) {}
@@ -151,6 +161,7 @@ class DTM_INT_DATA : public DTM_DATA_LEAF<DTM_INT_DATA, int> {
   DTM_BASE_DATA* add_enum(int value, DTM_ENUM e1, DTM_ENUM e2, DTM_ENUM e3) override {
     return leaf_add_enum(value, e1, e2, e3);
   }
+  void serialize(PDB_SEGMENT& segment) override;
   int get_value() const override { return m_int_value; }
   bool set_value(int value) override {
     m_int_value = value;
@@ -178,6 +189,7 @@ class DTM_FLOAT_DATA : public DTM_DATA_LEAF<DTM_FLOAT_DATA, double> {
   DTM_BASE_DATA* add_enum(double value, DTM_ENUM e1, DTM_ENUM e2, DTM_ENUM e3) override {
     return leaf_add_enum(value, e1, e2, e3);
   }
+  void serialize(PDB_SEGMENT& segment) override;
   double get_float() const override { return m_float_value; }
   bool set_float(double value) override {
     m_float_value = value;
@@ -200,6 +212,11 @@ class DTM_PTR_DATA : public DTM_BASE_DATA {
   DTM_PTR_DATA(DTM_ENUM key, DTM_BASE_DATA* sub_tree)
   noexcept : DTM_BASE_DATA(key), m_ptr(sub_tree) {}
   ~DTM_PTR_DATA() override;
+
+  static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;
+  PDB_CLASS_INFO* pdb_class_info() override { return s_pdb_class_info; }
+  const PDB_CLASS_INFO* pdb_class_info() const override { return s_pdb_class_info; }
+  void serialize(PDB_SEGMENT& segment) override;
 
   DTM_BASE_DATA* get_sub_tree() const override { return m_ptr; }
   bool set_sub_tree(DTM_BASE_DATA* sub_tree) override {

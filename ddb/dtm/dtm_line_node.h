@@ -8,8 +8,9 @@
 
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
-class DTM_LINE_NODE : public MEM_OBJECT {
+class DTM_LINE_NODE : public PDB_OBJECT<DTM_LINE_NODE> {
  public:
   using WORDS = MEM_VECTOR<MEM_STRING>;
   using GROUPS = MEM_VECTOR<WORDS>;
@@ -86,6 +87,11 @@ class DTM_LINE_NODE : public MEM_OBJECT {
 
   // One text line per delay group in DMF-like syntax (the line-trace format).
   void dump_node(std::ostream& os) const;
+
+  // Persistence (ddb_dtm__pdb.cpp, ddb_dtm__pdbg.cpp). A saved list is saved
+  // from its head: each record owns the next one.
+  void serialize(PDB_SEGMENT& segment);
+  bool is_auto_match_pdb_xfr(PDB_OBJECT_BASE* other, PDB_MATCH_DATA* data) const;
 
  private:
   // The five grouped fields share one accessor skeleton, driven by a table.

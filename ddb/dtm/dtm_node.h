@@ -23,6 +23,7 @@
 #include "dbs_enums.h"
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
 class DTM_NODE;
 class DTM_TREE_DATA;
@@ -126,7 +127,7 @@ class DTM_CHILD_INDEX {
   std::size_t m_covered = 0;
 };
 
-class DTM_NODE : public MEM_OBJECT {
+class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
  public:
   using NODES = MEM_VECTOR<DTM_NODE*>;
 
@@ -138,6 +139,12 @@ class DTM_NODE : public MEM_OBJECT {
   DTM_NODE& operator=(const DTM_NODE&) = delete;
 
   // --- Virtual operations, in their fixed order -----------------------------
+  // The persistence operations come first, in the base's order:
+  // pdb_class_info() and its const form (the base's), the transfer of the
+  // fields (ddb_dtm__pdb.cpp), the refused automatic matching
+  // (ddb_dtm__pdbg.cpp); then the destructor.
+  void serialize(PDB_SEGMENT& segment) override;
+  bool is_auto_match_pdb_xfr(PDB_VIRTUAL_OBJECT_BASE* other, PDB_MATCH_DATA* data) const override;
   // The node at the end of the path below this one; null for an empty path
   // (an empty path names no node, not this one) or a missing level.
   virtual DTM_NODE* get_node(DTM_PATH_DECL) const;
@@ -327,3 +334,9 @@ class DTM_NODE : public MEM_OBJECT {
 
 // The highest index that get_integer_node_delay looks up.
 inline constexpr int DTM_MAX_INTEGER_INDEX = 1023;
+
+// Reads the model root stored in the segment `name` of `archive`: the
+// layer's read, in the model's own code (ddb_dtm__pdbg.cpp), so that a
+// program reading a model also holds the registration of its classes.
+template <>
+bool pdb_read_<PDB_ARCHIVE, DTM_NODE>(DTM_NODE*& root, PDB_ARCHIVE& archive, const char* name);

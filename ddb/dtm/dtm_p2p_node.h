@@ -92,6 +92,13 @@ class DTM_P2P_NODE final : public DTM_NODE {
                bool writable);
   ~DTM_P2P_NODE() override;
 
+  // Persistence (ddb_dtm__pdb.cpp): DTM_NODE's fields, then the four
+  // direction nodes.
+  static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;
+  PDB_CLASS_INFO* pdb_class_info() override { return s_pdb_class_info; }
+  const PDB_CLASS_INFO* pdb_class_info() const override { return s_pdb_class_info; }
+  void serialize(PDB_SEGMENT& segment) override;
+
   // A writable point-to-point node holding clones of the existing direction
   // nodes; its own description, version and bin are not copied.
   DTM_NODE* clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const override;

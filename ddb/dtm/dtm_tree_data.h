@@ -11,8 +11,9 @@
 #include "dtm_tree_data_key.h"
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
-class DTM_TREE_DATA : public MEM_OBJECT {
+class DTM_TREE_DATA : public PDB_VIRTUAL_OBJECT<DTM_TREE_DATA> {
  public:
   using WRAPPER = DTM_ENUM_WRAPPER;
   using KEY = DTM_TREE_DATA_KEY;
@@ -29,6 +30,11 @@ class DTM_TREE_DATA : public MEM_OBJECT {
   virtual ~DTM_TREE_DATA();
   DTM_TREE_DATA(const DTM_TREE_DATA&) = delete;
   DTM_TREE_DATA& operator=(const DTM_TREE_DATA&) = delete;
+
+  // Persistence (ddb_dtm__pdb.cpp, ddb_dtm__pdbg.cpp). The key is read into
+  // the node's own key storage.
+  void serialize(PDB_SEGMENT& segment) override;
+  bool is_auto_match_pdb_xfr(PDB_VIRTUAL_OBJECT_BASE* other, PDB_MATCH_DATA* data) const override;
 
   DTM_TREE_DATA* get_left() const noexcept { return m_left; }
   DTM_TREE_DATA* get_right() const noexcept { return m_right; }
@@ -135,11 +141,11 @@ class DTM_TREE_DATA : public MEM_OBJECT {
   static void destroy_subtree(DTM_TREE_DATA* node) noexcept;
   DTM_TREE_DATA* clone_subtree(MEM_SEGMENT* segment) const;
 
+  DTM_SHORT m_balance_factor = 0;  // first: it fills the gap behind the persistence identity
   DTM_TREE_DATA* m_left = nullptr;
   DTM_TREE_DATA* m_right = nullptr;
   KEY* m_key = nullptr;  // owned; &m_key_storage unless a reader sets its own
   KEY m_key_storage;     // not a field of its own: the storage behind m_key
-  DTM_SHORT m_balance_factor = 0;
 };
 
 // The value type's rules for the leaf skeleton below (dtm_tree_data.cpp).
@@ -151,6 +157,10 @@ struct DTM_TREE_VALUE_TRAITS;
 template <class LEAF, class VALUE>
 class DTM_TREE_LEAF_DATA : public DTM_TREE_DATA {
  public:
+  static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;  // LEAF's record
+  PDB_CLASS_INFO* pdb_class_info() override { return s_pdb_class_info; }
+  const PDB_CLASS_INFO* pdb_class_info() const override { return s_pdb_class_info; }
+
   void scale(double factor) override;
   DTM_TREE_DATA* diff_clone_data_tree(const DTM_TREE_DATA* root_data,
                                       const DTM_TREE_DATA* target_data) const override;
@@ -186,6 +196,7 @@ class DTM_TREE_INT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_INT_DATA, int> {
   }
   int get_int_from_tree(const KEY* key) const override { return leaf_get(key); }
   bool set_int_from_tree(int value, const KEY* key) override { return leaf_set(value, key); }
+  void serialize(PDB_SEGMENT& segment) override;
   int get_int_data() const override { return m_int_data; }
   bool set_int_data(int value) override {
     m_int_data = value;
@@ -214,6 +225,7 @@ class DTM_TREE_FLOAT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_FLOAT_DATA, doubl
   }
   double get_float_from_tree(const KEY* key) const override { return leaf_get(key); }
   bool set_float_from_tree(double value, const KEY* key) override { return leaf_set(value, key); }
+  void serialize(PDB_SEGMENT& segment) override;
   double get_float_data() const override { return m_float_data; }
   bool set_float_data(double value) override {
     m_float_data = value;

@@ -9,6 +9,7 @@
 #include "dbs_enums.h"
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
+#include "pdb_sys.h"
 
 // The enumeration family a wrapper's value belongs to (its m_enum_type).
 enum DTM_WRAPPER_TYPE : std::int32_t {
@@ -27,7 +28,7 @@ inline constexpr DTM_SHORT DTM_MAX_KEY_WRAPPERS = 5;
 // One part of a key. The typed constructors apply the stored-value
 // convention: DTM_ENUM values are kept as they are, every other family (and
 // an integer index) is kept as its value plus one.
-class DTM_ENUM_WRAPPER : public MEM_OBJECT {
+class DTM_ENUM_WRAPPER : public PDB_OBJECT<DTM_ENUM_WRAPPER> {
  public:
   // The unset pair: family 0, value -1.
   constexpr DTM_ENUM_WRAPPER() noexcept = default;
@@ -75,6 +76,10 @@ class DTM_ENUM_WRAPPER : public MEM_OBJECT {
   // 6), "-" when unset, and "<family>:<id>" for an unknown family.
   void write_text(std::ostream& os) const;
 
+  // Persistence (ddb_dtm__pdb.cpp, ddb_dtm__pdbg.cpp).
+  void serialize(PDB_SEGMENT& segment);
+  bool is_auto_match_pdb_xfr(PDB_OBJECT_BASE* other, PDB_MATCH_DATA* data) const;
+
  private:
   friend class DTM_TREE_DATA_KEY;
 
@@ -93,7 +98,7 @@ class DTM_ENUM_WRAPPER : public MEM_OBJECT {
 // A key of one to five wrappers. Keys of up to two wrappers (nearly all of
 // them) keep their wrappers inside the key object; m_id then points at that
 // inline storage, and only longer arrays are allocated separately.
-class DTM_TREE_DATA_KEY : public MEM_OBJECT {
+class DTM_TREE_DATA_KEY : public PDB_OBJECT<DTM_TREE_DATA_KEY> {
  public:
   // An empty key (no wrappers), to be filled by a reader.
   DTM_TREE_DATA_KEY() noexcept : m_id(m_inline) {}
@@ -168,6 +173,11 @@ class DTM_TREE_DATA_KEY : public MEM_OBJECT {
   void write_text(std::ostream& os) const;
   std::string get_text() const;
 
+  // Persistence (ddb_dtm__pdb.cpp, ddb_dtm__pdbg.cpp). Reading keeps up to
+  // two wrappers inline, as the constructors do.
+  void serialize(PDB_SEGMENT& segment);
+  bool is_auto_match_pdb_xfr(PDB_OBJECT_BASE* other, PDB_MATCH_DATA* data) const;
+
  private:
   static constexpr DTM_SHORT k_inline_capacity = 2;
 
@@ -175,7 +185,8 @@ class DTM_TREE_DATA_KEY : public MEM_OBJECT {
   void take(DTM_TREE_DATA_KEY& other) noexcept;
   void release() noexcept;
 
-  DTM_ENUM_WRAPPER* m_id;  // the wrapper array; owned unless it is m_inline
+  // m_num_wrapper first: it fills the gap behind the persistence identity.
   DTM_SHORT m_num_wrapper = 0;
+  DTM_ENUM_WRAPPER* m_id;  // the wrapper array; owned unless it is m_inline
   DTM_ENUM_WRAPPER m_inline[k_inline_capacity];
 };

@@ -279,6 +279,13 @@ class DTM_TYPED_NODE : public DTM_NODE {
   using ARGS = typename KIND::ARGS;
   using LEAF = typename KIND::LEAF;
 
+  // Persistence: the leaf's class record; a leaf transfers DTM_NODE's fields
+  // only (ddb_dtm__pdb.cpp).
+  static inline PDB_CLASS_INFO* s_pdb_class_info = nullptr;
+  PDB_CLASS_INFO* pdb_class_info() override { return s_pdb_class_info; }
+  const PDB_CLASS_INFO* pdb_class_info() const override { return s_pdb_class_info; }
+  void serialize(PDB_SEGMENT& segment) override;
+
   // The leaf's own lookup: the delay stored under the keys, KIND::k_missing
   // without data, the tree's own absent value without the key.
   VALUE get_value(const ARGS& keys) const {

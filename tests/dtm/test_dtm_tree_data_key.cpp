@@ -213,7 +213,7 @@ TEST(DtmTreeDataKey, KeysOfUpToTwoWrappersMakeOneAllocation) {
   const MEM_COUNTERS start = MEM_MANAGER::get_counters();
   DTM_TREE_DATA_KEY* two = MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(2, W(1, 1), W(5, 2));
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects + 1);
-  EXPECT_LE(sizeof(DTM_TREE_DATA_KEY), 32u);
+  EXPECT_LE(sizeof(DTM_TREE_DATA_KEY), 40u);
   DTM_TREE_DATA_KEY* three =
       MEM_MANAGER::new_wrapper<DTM_TREE_DATA_KEY>(3, W(1, 1), W(5, 2), W(1, 3));
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, start.m_live_objects + 3);
