@@ -34,6 +34,7 @@
 #include "dtm_tcl_report.h"
 #include "mem_alloc_sys.h"
 #include "msg_sys.h"
+#include "pdb_sys.h"
 
 // ---- The heap meter ----
 namespace {
@@ -338,6 +339,7 @@ struct FIXTURE {
       m_keys.push_back(key);
       m_missing_keys.push_back(key + k_absent);
       m_enum_hits.push_back(to_enums(d));
+      m_hit_values.push_back(d.m_value);
       ENUM_QUERY miss = m_enum_hits.back();
       miss.m_k[0] = miss.m_type == DTM_FF ? DB_BURIED_REG_CLK : miss.m_k[0] ^ 1;  // a neighbour
       m_enum_misses.push_back(miss);
@@ -376,6 +378,7 @@ struct FIXTURE {
   std::unordered_map<std::string, double> m_map;
   std::vector<std::string> m_keys, m_missing_keys;
   std::vector<ENUM_QUERY> m_enum_hits, m_enum_misses;
+  std::vector<double> m_hit_values;
   std::vector<std::vector<std::string>> m_words, m_missing_words;
   std::vector<bool> m_words_float;
   std::vector<DTM_STRING::STRINGS> m_word_pointers, m_missing_pointers;
@@ -488,6 +491,55 @@ void BM_dmf_build(benchmark::State& state) {
   state.counters["model_per_delay"] = static_cast<double>(model_bytes) / static_cast<double>(n);
 }
 
+// ---- The model as a .ddb database ----
+// The archive of the N-delay model: /tmp/kestrel-side-N.ddb.
+PDB_ARCHIVE& archive(long n) {
+  static std::map<long, std::unique_ptr<PDB_ARCHIVE>> archives;
+  std::unique_ptr<PDB_ARCHIVE>& a = archives[n];
+  if (!a) {
+    a = std::make_unique<PDB_ARCHIVE>();
+    a->open("/tmp/kestrel-side-" + std::to_string(n));
+  }
+  return *a;
+}
+
+void BM_ddb_save(benchmark::State& state) {
+  FIXTURE& f = fixture(state.range(0));
+  for (auto _ : state) {
+    if (!pdb_write_(f.m_model.get(), archive(state.range(0)), "")) {
+      state.SkipWithError("the save failed");
+      break;
+    }
+  }
+  per_delay(state, "ns_per_delay", static_cast<double>(state.range(0)));
+}
+
+void BM_ddb_load(benchmark::State& state) {
+  FIXTURE& f = fixture(state.range(0));
+  PDB_ARCHIVE& a = archive(state.range(0));
+  if (!pdb_write_(f.m_model.get(), a, "")) {
+    state.SkipWithError("the save failed");
+    return;
+  }
+  bool right = true;
+  for (auto _ : state) {
+    DTM_NODE* model = nullptr;
+    pdb_read_<PDB_ARCHIVE, DTM_NODE>(model, a, "");
+    state.PauseTiming();
+    // The loaded model answers the sample as the built one does.
+    right = right && model != nullptr;
+    for (std::size_t q = 0; right && q < f.m_enum_hits.size(); q += 64) {
+      right = same_value(query_enums(model, f.m_enum_hits[q]), f.m_hit_values[q]);
+    }
+    MEM_MANAGER::delete_wrapper(model);
+    state.ResumeTiming();
+  }
+  if (!right) {
+    state.SkipWithError("the loaded model differs");
+  }
+  per_delay(state, "ns_per_delay", static_cast<double>(state.range(0)));
+}
+
 // The phases of the build, each timed alone on the lines of the file.
 enum class PHASE { READ, CHECK, CONVERT, FREE };
 void build_phase(benchmark::State& state, PHASE phase) {
@@ -582,6 +634,8 @@ SIDE_BY_SIDE(BM_floor_dmf)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_floor_json)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_json_load)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_dmf_build)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_ddb_save)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_ddb_load)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_read)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_check)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_convert)->Unit(benchmark::kMillisecond);
@@ -643,6 +697,8 @@ void print_table(const std::map<std::string, FIGURE>& figures) {
     row("floor: read + count lines (JSON)", "BM_floor_json");
     row("JSON alternative: load", "BM_json_load");
     row("ours: build from DMF", "BM_dmf_build");
+    row("ours: .ddb save", "BM_ddb_save");
+    row("ours: .ddb load", "BM_ddb_load");
     row("ours: build, read + parse", "BM_phase_read");
     row("ours: build, legality checks", "BM_phase_check");
     row("ours: build, conversion", "BM_phase_convert");
