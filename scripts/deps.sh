@@ -5,7 +5,8 @@
 #   bash scripts/deps.sh fuzz   the same, plus clang and libFuzzer for fuzz/
 set -euo pipefail
 
-packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev)
+# libsimdjson-dev: only the side-by-side benchmark of the release preset uses it.
+packages=(cmake ninja-build g++ make libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev)
 if [ "${1:-}" = fuzz ]; then
   packages+=(clang libclang-rt-14-dev)
 fi
