@@ -108,20 +108,24 @@ void DTM_P2P_NODE::serialize(PDB_SEGMENT& segment) {
 // so the link adds no ownership depth.
 void DTM_LINE_NODE::serialize(PDB_SEGMENT& segment) {
   transfer(segment, s_pdb_class_info, this, [&] {
+    SAVED_WORDS words = save_words();
     segment.xfr("m_line_number", m_line_number);
     segment.xfr("m_marked", m_marked);
     segment.xfr("m_is_description", m_is_description);
-    segment.xfr("m_description", m_description);
-    segment.xfr("m_id", m_id);
-    segment.xfr("m_delays", m_delays);
-    segment.xfr("m_parents", m_parents);
-    segment.xfr("m_modifiers", m_modifiers);
-    segment.xfr("m_scalers", m_scalers);
-    segment.xfr("m_offsets", m_offsets);
-    segment.xfr("m_bins", m_bins);
-    segment.xfr("m_versions", m_versions);
+    segment.xfr("m_description", words.m_description);
+    segment.xfr("m_id", words.m_id);
+    segment.xfr("m_delays", words.m_delays);
+    segment.xfr("m_parents", words.m_parents);
+    segment.xfr("m_modifiers", words.m_modifiers);
+    segment.xfr("m_scalers", words.m_scalers);
+    segment.xfr("m_offsets", words.m_offsets);
+    segment.xfr("m_bins", words.m_bins);
+    segment.xfr("m_versions", words.m_versions);
     segment.xfr_ref("m_prev", m_prev, DTM_LINE_NODE::s_pdb_class_info, PDB_NOT_OWNED);
     segment.xfr_ref("m_next", m_next, DTM_LINE_NODE::s_pdb_class_info, PDB_OWNED_FLAT);
+    if (segment.is_reading()) {
+      load_words(words);
+    }
   });
 }
 

@@ -344,7 +344,7 @@ void check_map_types(const DTM_LINE_NODE* temp, bool& legal) {
   }
   const char* const invalid = "Bad DMF file: One DMF line contains invalid map types (line ";
   int delay_types = 0;
-  for (const MEM_STRING& parent : temp->get_parents()) {
+  for (const DTM_LINE_NODE::WORD& parent : temp->get_parents()) {
     const DTM_NODE_ENUM map_type = DTM_STRING::get_dtm_node_enum(parent.c_str());
     legal = map_type != DTM_NODE_NONE;
     if (!legal) {

@@ -27,6 +27,7 @@ constexpr const char* k_illegal_if = " has an illegal if-then-else expression";
 constexpr const char* k_cycle = " has an illegal expression.  A cyclical dependency was found.";
 
 using WORDS = DTM_LINE_NODE::WORDS;
+using WORD = DTM_LINE_NODE::WORD;
 
 void report_line(const DTM_LINE_NODE& line, const char* ending) {
   std::ostringstream text;
@@ -112,7 +113,7 @@ constexpr KEYWORD<RELATION> k_relations[] = {{"<", RELATION::LESS},
 
 // The kind a token names in `table`; `unknown` for any other token or none.
 template <class KIND, std::size_t N>
-KIND find_keyword(const KEYWORD<KIND> (&table)[N], const MEM_STRING* token, KIND unknown) {
+KIND find_keyword(const KEYWORD<KIND> (&table)[N], const WORD* token, KIND unknown) {
   if (token != nullptr) {
     for (const KEYWORD<KIND>& keyword : table) {
       if (*token == keyword.m_token) {
@@ -174,7 +175,7 @@ class EVALUATION {
 
   bool enter();
   bool at_end() const { return m_position >= m_end; }
-  const MEM_STRING* read();
+  const WORD* read();
   void advance();
   void expect(const char* word, const char* ending);
   void report(const char* ending);
@@ -206,7 +207,7 @@ bool EVALUATION::enter() {
   return true;
 }
 
-const MEM_STRING* EVALUATION::read() {
+const WORD* EVALUATION::read() {
   if (m_abandoned || !dtm_assert(m_position >= 0 && m_position < m_end, k_token_check, k_source)) {
     return nullptr;
   }
@@ -222,7 +223,7 @@ void EVALUATION::advance() {
 
 // The next token must be `word`; it is stepped over either way.
 void EVALUATION::expect(const char* word, const char* ending) {
-  const MEM_STRING* token = read();
+  const WORD* token = read();
   if (token == nullptr || *token != word) {
     report(ending);
   }
@@ -245,7 +246,7 @@ typename TRAITS::VALUE EVALUATION::value() {
   if (at_end()) {
     report(k_illegal);
   }
-  const MEM_STRING* token = read();
+  const WORD* token = read();
   const MEM_STRING& id = m_line.get_id();
   if (m_line.get_marked() || (token != nullptr && !id.empty() && *token == id)) {
     report(k_cycle);
@@ -258,7 +259,7 @@ typename TRAITS::VALUE EVALUATION::value() {
     return TRAITS::parse(token->c_str());
   }
 
-  const MEM_STRING* next = read();
+  const WORD* next = read();
   if (next != nullptr && *next == "if") {
     advance();
     const bool holds = condition(std::is_same_v<TRAITS, INTEGER_TRAITS>);
@@ -308,7 +309,7 @@ bool EVALUATION::condition(bool integer_operands) {
   if (at_end()) {
     report(k_illegal);
   }
-  const MEM_STRING* token = read();
+  const WORD* token = read();
   if (token == nullptr || token->c_str()[0] != '(') {
     report(k_illegal_if);
   }

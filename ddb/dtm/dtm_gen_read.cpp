@@ -1,5 +1,6 @@
 // The DMF reader: file scanners (plain and sectioned), device listing and the
 // line parser.
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -77,49 +78,48 @@ class TOKENIZER {
     }
     return start;
   }
-  char* next_word() { return next(k_word_separators); }
-
-  // How many words next_word() will give before one equal to a stop word
-  // (null: no stop) or the end of the line. Looks ahead without cutting.
-  std::size_t count_words_before(const char* stop, const char* other_stop = nullptr) const {
-    std::size_t count = 0;
-    for (const char* word = m_next; word != nullptr; ++count) {
-      word = k_word_separators.skip(word);
-      if (*word == '\0') {
-        break;
-      }
-      const char* end = k_word_separators.token_end(word);
-      const std::string_view text(word, static_cast<std::size_t>(end - word));
-      if ((stop != nullptr && text == stop) || (other_stop != nullptr && text == other_stop)) {
-        break;
-      }
-      word = end;
-    }
-    return count;
-  }
+  // What is left of the line after the last token (null: nothing).
+  char* rest() const { return m_next; }
 
  private:
   char* m_next;
 };
 
-bool is(const char* word, const char* reserved) {
-  return word != nullptr && gen_strcmp(word, reserved) == 0;
+// A word of the line being parsed, cut in place: the line buffer holds a NUL
+// behind it.
+struct TOKEN {
+  const char* m_text;
+  std::uint32_t m_size;
+};
+
+// Cuts every word of `text` in place (as strtok would) and appends it.
+void split_words(char* text, MEM_VECTOR<TOKEN>& tokens) {
+  if (text == nullptr) {
+    return;
+  }
+  for (;;) {
+    text = const_cast<char*>(k_word_separators.skip(text));
+    if (*text == '\0') {
+      return;
+    }
+    char* end = const_cast<char*>(k_word_separators.token_end(text));
+    tokens.push_back({text, static_cast<std::uint32_t>(end - text)});
+    if (*end == '\0') {
+      return;
+    }
+    *end = '\0';
+    text = end + 1;
+  }
+}
+
+bool is(const TOKEN* word, std::string_view reserved) {
+  return word != nullptr && std::string_view(word->m_text, word->m_size) == reserved;
 }
 
 bool begins_with(std::string_view line, const char* marker) { return line.starts_with(marker); }
 
 std::string line_message(DTM_SHORT line_number, const char* tail) {
   return "Bad DMF file: Line " + std::to_string(line_number) + tail;
-}
-
-DTM_LINE_NODE* new_record(DTM_LINE_NODE* prev, DTM_SHORT line_number) {
-  auto* node = MEM_MANAGER::new_wrapper<DTM_LINE_NODE>();
-  node->set_line_number(line_number);
-  node->set_prev(prev);
-  if (prev != nullptr) {
-    prev->set_next(node);
-  }
-  return node;
 }
 
 DTM_LINE_NODE* head_of(DTM_LINE_NODE* node) {
@@ -130,81 +130,99 @@ DTM_LINE_NODE* head_of(DTM_LINE_NODE* node) {
 }
 
 // The optional lists of a delay group, in the only order they are recognised.
-using ADD_WORD = bool (DTM_LINE_NODE::*)(const char*, DTM_SHORT);
 struct OPTIONAL_LIST {
-  const char* m_keyword;
+  std::string_view m_keyword;
   DTM_LINE_NODE::GROUP_FIELD m_field;
-  ADD_WORD m_add;
   const char* m_failed_call;
 };
 constexpr OPTIONAL_LIST k_optional_lists[] = {
-    {"scaler", DTM_LINE_NODE::SCALERS, &DTM_LINE_NODE::add_scaler,
-     "node->add_scaler(ptr, vec_index)"},
-    {"offset", DTM_LINE_NODE::OFFSETS, &DTM_LINE_NODE::add_offset,
-     "node->add_offset(ptr, vec_index)"},
-    {"bin", DTM_LINE_NODE::BINS, &DTM_LINE_NODE::add_bin, "node->add_bin(ptr, vec_index)"},
-    {"version", DTM_LINE_NODE::VERSIONS, &DTM_LINE_NODE::add_version,
-     "node->add_version(ptr, vec_index)"},
+    {"scaler", DTM_LINE_NODE::SCALERS, "node->add_scaler(ptr, vec_index)"},
+    {"offset", DTM_LINE_NODE::OFFSETS, "node->add_offset(ptr, vec_index)"},
+    {"bin", DTM_LINE_NODE::BINS, "node->add_bin(ptr, vec_index)"},
+    {"version", DTM_LINE_NODE::VERSIONS, "node->add_version(ptr, vec_index)"},
+};
+constexpr const char* k_failed_delay = "node->add_delay(ptr, vec_index)";
+
+// Turns lines into records. The words of a line are cut first, then the
+// grammar assigns each kept word to its list, and the record is written in
+// one piece. A file reader keeps one parser for the whole file, so its word
+// buffers are allocated once and its records share an arena.
+class LINE_PARSER {
+ public:
+  explicit LINE_PARSER(MEM_ARENA* arena) : m_arena(arena) {
+    m_tokens.reserve(k_initial_words);
+    m_words.reserve(k_initial_words);
+  }
+
+  DTM_LINE_NODE* parse(DTM_LINE_NODE* prev, char* line, DTM_SHORT line_number);
+
+ private:
+  static constexpr std::size_t k_initial_words = 64;
+
+  const TOKEN* next_word() { return m_next < m_tokens.size() ? &m_tokens[m_next++] : nullptr; }
+  void keep(const TOKEN* word, std::uint8_t list, DTM_SHORT group, const char* failed_call);
+  bool parse_groups(const TOKEN* w1, const TOKEN* w2);
+  void parse_parents_and_modifiers();
+  DTM_LINE_NODE* make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number);
+
+  MEM_ARENA* m_arena;
+  MEM_VECTOR<TOKEN> m_tokens;
+  std::size_t m_next = 0;
+  MEM_VECTOR<DTM_LINE_NODE::WORD_SOURCE> m_words;
 };
 
-// Words of a list that starts with `first` (already cut) and runs to a stop
-// word: what the list will receive, so that it is allocated once.
-std::size_t list_length(const char* first, const TOKENIZER& words, const char* stop,
-                        const char* other_stop = nullptr) {
-  if (first == nullptr || is(first, stop) || (other_stop != nullptr && is(first, other_stop))) {
-    return 0;
+// A group index past the 16-bit range has wrapped to a negative value: the
+// word is refused as the appender would refuse it.
+void LINE_PARSER::keep(const TOKEN* word, std::uint8_t list, DTM_SHORT group,
+                       const char* failed_call) {
+  if (group < 0) {
+    dtm_assert(false, "vec_index >= 0", k_source);
+    dtm_assert(false, failed_call, k_source);
+    return;
   }
-  return 1 + words.count_words_before(stop, other_stop);
-}
-
-void add_delay_word(DTM_LINE_NODE* node, const char* ptr, DTM_SHORT vec_index) {
-  dtm_assert(node->add_delay(ptr, vec_index), "node->add_delay(ptr, vec_index)", k_source);
+  m_words.push_back({word->m_text, word->m_size, list, static_cast<std::uint32_t>(group)});
 }
 
 // Parents up to the next "||", then every remaining word as a modifier.
-void parse_parents_and_modifiers(DTM_LINE_NODE* node, TOKENIZER& words) {
-  node->reserve_parents(words.count_words_before("||"));
-  char* word = words.next_word();
-  for (; word != nullptr && !is(word, "||"); word = words.next_word()) {
-    node->add_parent(word);
+void LINE_PARSER::parse_parents_and_modifiers() {
+  const TOKEN* word = next_word();
+  for (; word != nullptr && !is(word, "||"); word = next_word()) {
+    keep(word, DTM_LINE_NODE::PARENT_LIST, 0, nullptr);
   }
   if (word == nullptr) {
     return;
   }
-  node->reserve_modifiers(words.count_words_before(nullptr));
-  for (word = words.next_word(); word != nullptr; word = words.next_word()) {
-    node->add_modifier(word);
+  for (word = next_word(); word != nullptr; word = next_word()) {
+    keep(word, DTM_LINE_NODE::MODIFIER_LIST, 0, nullptr);
   }
 }
 
 // The delay groups of a delay line, starting with its first two words.
 // Returns false when the line ran out of words (reported as invalid); the
-// parser then keeps the record as far as it got.
-bool parse_groups(DTM_LINE_NODE* node, TOKENIZER& words, char* w1, char* w2) {
+// record then keeps what was read so far.
+bool LINE_PARSER::parse_groups(const TOKEN* w1, const TOKEN* w2) {
   for (DTM_SHORT vec_index = 0;; ++vec_index) {
     for (const OPTIONAL_LIST& list : k_optional_lists) {
       if (!is(w1, list.m_keyword)) {
         continue;
       }
-      node->reserve_group(list.m_field, vec_index, list_length(w2, words, "||"));
-      char* word = w2;
-      for (; word != nullptr && !is(word, "||"); word = words.next_word()) {
-        dtm_assert((node->*list.m_add)(word, vec_index), list.m_failed_call, k_source);
+      const TOKEN* word = w2;
+      for (; word != nullptr && !is(word, "||"); word = next_word()) {
+        keep(word, static_cast<std::uint8_t>(list.m_field), vec_index, list.m_failed_call);
       }
       if (word == nullptr) {
         return false;
       }
-      w1 = words.next_word();
-      w2 = words.next_word();
+      w1 = next_word();
+      w2 = next_word();
     }
     if (w1 == nullptr) {
       return false;
     }
-    node->reserve_group(DTM_LINE_NODE::DELAYS, vec_index, 1 + list_length(w2, words, ";;", "||"));
-    add_delay_word(node, w1, vec_index);
-    char* word = w2;
-    for (; word != nullptr && !is(word, ";;") && !is(word, "||"); word = words.next_word()) {
-      add_delay_word(node, word, vec_index);
+    keep(w1, DTM_LINE_NODE::DELAYS, vec_index, k_failed_delay);
+    const TOKEN* word = w2;
+    for (; word != nullptr && !is(word, ";;") && !is(word, "||"); word = next_word()) {
+      keep(word, DTM_LINE_NODE::DELAYS, vec_index, k_failed_delay);
     }
     if (word == nullptr) {
       return false;
@@ -212,9 +230,66 @@ bool parse_groups(DTM_LINE_NODE* node, TOKENIZER& words, char* w1, char* w2) {
     if (is(word, "||")) {
       return true;
     }
-    w1 = words.next_word();
-    w2 = words.next_word();
+    w1 = next_word();
+    w2 = next_word();
   }
+}
+
+DTM_LINE_NODE* LINE_PARSER::make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number) {
+  DTM_LINE_NODE* node = DTM_LINE_NODE::create(m_arena, m_words.data(), m_words.size());
+  node->set_line_number(line_number);
+  node->set_prev(prev);
+  if (prev != nullptr) {
+    prev->set_next(node);
+  }
+  return node;
+}
+
+DTM_LINE_NODE* LINE_PARSER::parse(DTM_LINE_NODE* prev, char* line, DTM_SHORT line_number) {
+  m_tokens.clear();
+  m_words.clear();
+  m_next = 0;
+  if (line[0] == '"') {
+    TOKENIZER text(line);
+    char* description = text.next(k_quote);
+    if (description == nullptr) {
+      return prev;
+    }
+    split_words(text.rest(), m_tokens);
+    parse_parents_and_modifiers();
+    DTM_LINE_NODE* node = make_record(prev, line_number);
+    node->set_is_description(true);
+    node->set_description(description);
+    return node;
+  }
+
+  split_words(line, m_tokens);
+  const TOKEN* w1 = next_word();
+  if (w1 == nullptr) {
+    return prev;
+  }
+  if (gen_stricmp(w1->m_text, "error") == 0) {
+    dtm_report(line_message(line_number, " contains an error"), k_source);
+  }
+  const char* id = nullptr;
+  const TOKEN* w2 = next_word();
+  if (w2 == nullptr) {
+    dtm_report(line_message(line_number, " is invalid"), k_source);
+  } else {
+    if (is(w2, "::")) {
+      id = w1->m_text;
+      w1 = next_word();
+      w2 = next_word();
+    }
+    if (parse_groups(w1, w2)) {
+      parse_parents_and_modifiers();
+    } else {
+      dtm_report(line_message(line_number, " is invalid"), k_source);
+    }
+  }
+  DTM_LINE_NODE* node = make_record(prev, line_number);
+  node->set_id(id);
+  return node;
 }
 
 }  // namespace
@@ -224,44 +299,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_a_line(DTM_LINE_NODE* prev, char* line,
   if (!dtm_assert(line != nullptr, "line != 0", k_source)) {
     return prev;
   }
-  if (line[0] == '"') {
-    TOKENIZER text(line);
-    char* description = text.next(k_quote);
-    if (description == nullptr) {
-      return prev;
-    }
-    DTM_LINE_NODE* node = new_record(prev, line_number);
-    node->set_is_description(true);
-    node->set_description(description);
-    parse_parents_and_modifiers(node, text);
-    return node;
-  }
-
-  TOKENIZER words(line);
-  char* w1 = words.next_word();
-  if (w1 == nullptr) {
-    return prev;
-  }
-  if (gen_stricmp(w1, "error") == 0) {
-    dtm_report(line_message(line_number, " contains an error"), k_source);
-  }
-  DTM_LINE_NODE* node = new_record(prev, line_number);
-  char* w2 = words.next_word();
-  if (w2 == nullptr) {
-    dtm_report(line_message(line_number, " is invalid"), k_source);
-    return node;
-  }
-  if (is(w2, "::")) {
-    node->set_id(w1);
-    w1 = words.next_word();
-    w2 = words.next_word();
-  }
-  if (!parse_groups(node, words, w1, w2)) {
-    dtm_report(line_message(line_number, " is invalid"), k_source);
-    return node;
-  }
-  parse_parents_and_modifiers(node, words);
-  return node;
+  LINE_PARSER parser(nullptr);
+  return parser.parse(prev, line, line_number);
 }
 
 DTM_LINE_NODE* DTM_FACTORY::parse_file(const char* in_file) const {
@@ -269,6 +308,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file(const char* in_file) const {
     return nullptr;
   }
   DTM_LINE_READER reader(in_file);
+  MEM_ARENA arena;
+  LINE_PARSER parser(&arena);
   DTM_LINE_NODE* current = nullptr;
   DTM_SHORT line_number = 0;
   char* line = nullptr;
@@ -282,7 +323,7 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file(const char* in_file) const {
     if (line[0] == '%' || line[0] == '\n') {
       continue;
     }
-    current = parse_a_line(current, line, line_number);
+    current = parser.parse(current, line, line_number);
   }
   return head_of(current);
 }
@@ -298,6 +339,8 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
   const std::size_t end_prefix = std::strlen(DTM_END_DIE);
 
   DTM_LINE_READER reader(in_file);
+  MEM_ARENA arena;
+  LINE_PARSER parser(&arena);
   DTM_LINE_NODE* current = nullptr;
   DTM_SHORT line_number = 0;
   bool in_section = false;
@@ -366,7 +409,7 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
       }
     }
     if (reading) {
-      current = parse_a_line(current, line, line_number);
+      current = parser.parse(current, line, line_number);
     }
   }
   DTM_LINE_NODE* head = head_of(current);

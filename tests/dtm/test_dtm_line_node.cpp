@@ -96,11 +96,8 @@ TEST(DtmLineNode, CapacityHintsChangeNoContentButGroupsTheyPrepare) {
   node.reserve_modifiers(2);
   node.reserve_group(DTM_LINE_NODE::SCALERS, 2, 0);
   EXPECT_EQ(view_of(node), LINE_VIEW{});
-  EXPECT_GE(node.get_parents().capacity(), 3u);
-  EXPECT_GE(node.get_modifiers().capacity(), 2u);
   node.reserve_group(DTM_LINE_NODE::BINS, 1, 4);
   EXPECT_EQ(view_of(node), LINE_VIEW().bins({{}, {}}));
-  EXPECT_GE(node.get_bins()[1].capacity(), 4u);
   node.add_bin("b", 1);
   node.reserve_group(DTM_LINE_NODE::BINS, 0, 1);
   EXPECT_EQ(view_of(node), LINE_VIEW().bins({{}, {"b"}}));
