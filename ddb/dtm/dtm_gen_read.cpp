@@ -10,6 +10,10 @@
 #include "dtm_report.h"
 #include "gen_sys.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 const char* const DTM_FACTORY::DTM_DEVICE_LISTING =
     "****************************************DEVICE_LISTING";
 const char* const DTM_FACTORY::DTM_START_COMMON =
@@ -92,17 +96,63 @@ struct TOKEN {
   std::uint32_t m_size;
 };
 
+// The word scan classifies each character once: part of a word, a word
+// separator, or the end of the text.
+enum CHAR_CLASS : std::uint8_t { IN_WORD, SEPARATOR, END };
+struct CHAR_CLASSES {
+  constexpr CHAR_CLASSES() : m_class{} {
+    for (int c = 0; c < 256; ++c) {
+      m_class[c] = k_word_separators.contains(static_cast<char>(c)) ? SEPARATOR : IN_WORD;
+    }
+    m_class[0] = END;
+  }
+  CHAR_CLASS operator()(char c) const { return m_class[static_cast<unsigned char>(c)]; }
+  CHAR_CLASS m_class[256];
+};
+constexpr CHAR_CLASSES k_char_class;
+
+// The end of the word that starts at `text`: its first separator or the end
+// of the text. `limit` is the end of the text; 16 characters at a time are
+// compared while that many remain before it.
+char* word_end(char* text, const char* limit) {
+#if defined(__SSE2__)
+  const __m128i blank = _mm_set1_epi8(' ');
+  const __m128i tab = _mm_set1_epi8('\t');
+  const __m128i carriage_return = _mm_set1_epi8('\r');
+  while (limit - text >= 16) {
+    const __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
+    const __m128i separators =
+        _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(chunk, blank), _mm_cmpeq_epi8(chunk, tab)),
+                     _mm_cmpeq_epi8(chunk, carriage_return));
+    const int mask = _mm_movemask_epi8(separators);
+    if (mask != 0) {
+      return text + __builtin_ctz(static_cast<unsigned>(mask));
+    }
+    text += 16;
+  }
+#else
+  static_cast<void>(limit);
+#endif
+  while (k_char_class(*text) == IN_WORD) {
+    ++text;
+  }
+  return text;
+}
+
 // Cuts every word of `text` in place (as strtok would) and appends it.
 void split_words(char* text, MEM_VECTOR<TOKEN>& tokens) {
   if (text == nullptr) {
     return;
   }
+  const char* const limit = text + std::strlen(text);
   for (;;) {
-    text = const_cast<char*>(k_word_separators.skip(text));
+    while (k_char_class(*text) == SEPARATOR) {
+      ++text;
+    }
     if (*text == '\0') {
       return;
     }
-    char* end = const_cast<char*>(k_word_separators.token_end(text));
+    char* end = word_end(text + 1, limit);
     tokens.push_back({text, static_cast<std::uint32_t>(end - text)});
     if (*end == '\0') {
       return;
@@ -122,11 +172,12 @@ std::string line_message(DTM_SHORT line_number, const char* tail) {
   return "Bad DMF file: Line " + std::to_string(line_number) + tail;
 }
 
-DTM_LINE_NODE* head_of(DTM_LINE_NODE* node) {
-  while (node != nullptr && node->get_prev() != nullptr) {
-    node = node->get_prev();
+// The first record a reader makes is the head of its list: remembering it
+// spares a walk back over the whole list.
+void note_head(DTM_LINE_NODE*& head, DTM_LINE_NODE* current) {
+  if (head == nullptr) {
+    head = current;
   }
-  return node;
 }
 
 // The optional lists of a delay group, in the only order they are recognised.
@@ -146,10 +197,11 @@ constexpr const char* k_failed_delay = "node->add_delay(ptr, vec_index)";
 // Turns lines into records. The words of a line are cut first, then the
 // grammar assigns each kept word to its list, and the record is written in
 // one piece. A file reader keeps one parser for the whole file, so its word
-// buffers are allocated once and its records share an arena.
+// buffers are allocated once and its records and blocks share two arenas.
 class LINE_PARSER {
  public:
-  explicit LINE_PARSER(MEM_ARENA* arena) : m_arena(arena) {
+  // Without arenas, each record is an allocation of its own.
+  LINE_PARSER(MEM_ARENA* records, MEM_ARENA* blocks) : m_records(records), m_blocks(blocks) {
     m_tokens.reserve(k_initial_words);
     m_words.reserve(k_initial_words);
   }
@@ -163,9 +215,11 @@ class LINE_PARSER {
   void keep(const TOKEN* word, std::uint8_t list, DTM_SHORT group, const char* failed_call);
   bool parse_groups(const TOKEN* w1, const TOKEN* w2);
   void parse_parents_and_modifiers();
-  DTM_LINE_NODE* make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number);
+  DTM_LINE_NODE* make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number, const char* id,
+                             const char* description);
 
-  MEM_ARENA* m_arena;
+  MEM_ARENA* m_records;
+  MEM_ARENA* m_blocks;
   MEM_VECTOR<TOKEN> m_tokens;
   std::size_t m_next = 0;
   MEM_VECTOR<DTM_LINE_NODE::WORD_SOURCE> m_words;
@@ -235,8 +289,10 @@ bool LINE_PARSER::parse_groups(const TOKEN* w1, const TOKEN* w2) {
   }
 }
 
-DTM_LINE_NODE* LINE_PARSER::make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number) {
-  DTM_LINE_NODE* node = DTM_LINE_NODE::create(m_arena, m_words.data(), m_words.size());
+DTM_LINE_NODE* LINE_PARSER::make_record(DTM_LINE_NODE* prev, DTM_SHORT line_number, const char* id,
+                                        const char* description) {
+  DTM_LINE_NODE* node =
+      DTM_LINE_NODE::create(m_records, m_blocks, m_words.data(), m_words.size(), id, description);
   node->set_line_number(line_number);
   node->set_prev(prev);
   if (prev != nullptr) {
@@ -257,9 +313,8 @@ DTM_LINE_NODE* LINE_PARSER::parse(DTM_LINE_NODE* prev, char* line, DTM_SHORT lin
     }
     split_words(text.rest(), m_tokens);
     parse_parents_and_modifiers();
-    DTM_LINE_NODE* node = make_record(prev, line_number);
+    DTM_LINE_NODE* node = make_record(prev, line_number, nullptr, description);
     node->set_is_description(true);
-    node->set_description(description);
     return node;
   }
 
@@ -287,9 +342,7 @@ DTM_LINE_NODE* LINE_PARSER::parse(DTM_LINE_NODE* prev, char* line, DTM_SHORT lin
       dtm_report(line_message(line_number, " is invalid"), k_source);
     }
   }
-  DTM_LINE_NODE* node = make_record(prev, line_number);
-  node->set_id(id);
-  return node;
+  return make_record(prev, line_number, id, nullptr);
 }
 
 }  // namespace
@@ -299,7 +352,7 @@ DTM_LINE_NODE* DTM_FACTORY::parse_a_line(DTM_LINE_NODE* prev, char* line,
   if (!dtm_assert(line != nullptr, "line != 0", k_source)) {
     return prev;
   }
-  LINE_PARSER parser(nullptr);
+  LINE_PARSER parser(nullptr, nullptr);
   return parser.parse(prev, line, line_number);
 }
 
@@ -308,8 +361,10 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file(const char* in_file) const {
     return nullptr;
   }
   DTM_LINE_READER reader(in_file);
-  MEM_ARENA arena;
-  LINE_PARSER parser(&arena);
+  MEM_ARENA records;
+  MEM_ARENA blocks;
+  LINE_PARSER parser(&records, &blocks);
+  DTM_LINE_NODE* head = nullptr;
   DTM_LINE_NODE* current = nullptr;
   DTM_SHORT line_number = 0;
   char* line = nullptr;
@@ -324,8 +379,9 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file(const char* in_file) const {
       continue;
     }
     current = parser.parse(current, line, line_number);
+    note_head(head, current);
   }
-  return head_of(current);
+  return head;
 }
 
 DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
@@ -339,8 +395,10 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
   const std::size_t end_prefix = std::strlen(DTM_END_DIE);
 
   DTM_LINE_READER reader(in_file);
-  MEM_ARENA arena;
-  LINE_PARSER parser(&arena);
+  MEM_ARENA records;
+  MEM_ARENA blocks;
+  LINE_PARSER parser(&records, &blocks);
+  DTM_LINE_NODE* head = nullptr;
   DTM_LINE_NODE* current = nullptr;
   DTM_SHORT line_number = 0;
   bool in_section = false;
@@ -410,9 +468,9 @@ DTM_LINE_NODE* DTM_FACTORY::parse_file_advanced(const char* in_file,
     }
     if (reading) {
       current = parser.parse(current, line, line_number);
+      note_head(head, current);
     }
   }
-  DTM_LINE_NODE* head = head_of(current);
   if (!device_closed) {
     dtm_report("Bad DMF file:  Couldn't find one or both of the required sections.", k_source);
     DTM_LINE_NODE::delete_list(head);

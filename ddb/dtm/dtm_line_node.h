@@ -126,9 +126,15 @@ class DTM_LINE_NODE final : public PDB_OBJECT<DTM_LINE_NODE> {
   }
 
   // A new record holding `words` (each list keeps the order of its words in
-  // `words`), carved from `arena`, or in an allocation of its own when
-  // `arena` is null. Freed like any record.
-  static DTM_LINE_NODE* create(MEM_ARENA* arena, const WORD_SOURCE* words, std::size_t count);
+  // `words`) and, when not null or empty, an identifier and a description.
+  // The record (with its texts) is carved from `records` and its block of
+  // words from `blocks`: a reader that keeps the two apart lays its records
+  // out densely, so that walking or freeing a list streams through memory.
+  // A null `blocks` carves the block with the record; a null `records` puts
+  // everything in an allocation of its own. Freed like any record.
+  static DTM_LINE_NODE* create(MEM_ARENA* records, MEM_ARENA* blocks, const WORD_SOURCE* words,
+                               std::size_t count, const char* id = nullptr,
+                               const char* description = nullptr);
 
   // Frees every record from `head` on along m_next.
   static void delete_list(DTM_LINE_NODE* head) noexcept;
@@ -255,9 +261,11 @@ class DTM_LINE_NODE final : public PDB_OBJECT<DTM_LINE_NODE> {
   bool m_marked = false;
   bool m_is_description = false;
   bool m_block_owned = false;  // the block is an allocation of its own
+  bool m_texts_owned = false;  // m_texts is an allocation of its own
   BLOCK* m_block = nullptr;
   TEXTS* m_texts = nullptr;
-  MEM_ARENA::CHUNK* m_chunk = nullptr;  // the chunk the record was carved from
+  MEM_ARENA::CHUNK* m_chunk = nullptr;        // the chunk the record was carved from
+  MEM_ARENA::CHUNK* m_block_chunk = nullptr;  // the chunk the block was carved from
   DTM_LINE_NODE* m_prev = nullptr;
   DTM_LINE_NODE* m_next = nullptr;
 };

@@ -352,8 +352,8 @@ TEST(DtmGenParseLine, NullLineIsReportedAndPrevReturned) {
 }
 
 TEST(DtmGenParseLine, ARecordIsOneAllocation) {
-  // The record and all its words are written in one block; only an
-  // identifier or a description adds one allocation of its own.
+  // The record, its identifier or description and all its words are written
+  // in one piece; only a text too long for a string's inline buffer adds one.
   struct CASE {
     const char* m_line;
     long m_allocations;
@@ -361,8 +361,9 @@ TEST(DtmGenParseLine, ARecordIsOneAllocation) {
   const CASE cases[] = {
       {"scaler 1 2 3 || 4 5 6 7 ;; bin 8 9 10 || 11 12 13 || P Q R || M N O S", 1},
       {"5 ||", 1},
-      {"T1 :: 5 || P || M", 2},
-      {"\"Fast corner\" P || M", 2},
+      {"T1 :: 5 || P || M", 1},
+      {"\"Fast corner\" P || M", 1},
+      {"\"a description longer than fifteen\" P", 2},
   };
   for (const CASE& c : cases) {
     SCOPED_TRACE(c.m_line);
