@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -254,6 +256,147 @@ TEST(DtmLineNode, DeleteListFreesEveryRecord) {
   DTM_LINE_NODE::delete_list(head);
   EXPECT_TRUE(memory.is_back_to_start());
   DTM_LINE_NODE::delete_list(nullptr);
+}
+
+// ---- Records written in one piece ---------------------------------------------
+
+using SOURCE = DTM_LINE_NODE::WORD_SOURCE;
+
+SOURCE word(const char* text, std::uint8_t list, std::uint32_t group = 0) {
+  return {text, static_cast<std::uint32_t>(std::strlen(text)), list, group};
+}
+
+// Words of several lists, interleaved as a reader could meet them.
+const std::vector<SOURCE> k_mixed = {
+    word("s0", DTM_LINE_NODE::SCALERS, 0),   word("d0", DTM_LINE_NODE::DELAYS, 0),
+    word("b2", DTM_LINE_NODE::BINS, 2),      word("d1", DTM_LINE_NODE::DELAYS, 0),
+    word("P", DTM_LINE_NODE::PARENT_LIST),   word("x2", DTM_LINE_NODE::DELAYS, 2),
+    word("", DTM_LINE_NODE::DELAYS, 2),      word("Q", DTM_LINE_NODE::PARENT_LIST),
+    word("M", DTM_LINE_NODE::MODIFIER_LIST),
+};
+const LINE_VIEW k_mixed_view = LINE_VIEW()
+                                   .delays({{"d0", "d1"}, {}, {"x2", ""}})
+                                   .scalers({{"s0"}})
+                                   .bins({{}, {}, {"b2"}})
+                                   .parents({"P", "Q"})
+                                   .modifiers({"M"});
+
+TEST(DtmLineNode, CreateWritesEveryListInItsOrder) {
+  struct CASE {
+    const char* m_name;
+    bool m_records_arena;
+    bool m_blocks_arena;
+  };
+  const CASE cases[] = {
+      {"own allocation", false, false},
+      {"record and block together", true, false},
+      {"record and block apart", true, true},
+  };
+  for (const CASE& c : cases) {
+    SCOPED_TRACE(c.m_name);
+    MEMORY_GUARD memory;
+    MSG_CAPTURE capture;
+    MEM_ARENA records;
+    MEM_ARENA blocks;
+    DTM_LINE_NODE* node =
+        DTM_LINE_NODE::create(c.m_records_arena ? &records : nullptr,
+                              c.m_blocks_arena ? &blocks : nullptr, k_mixed.data(), k_mixed.size());
+    EXPECT_EQ(view_of(*node), k_mixed_view);
+    EXPECT_GT(node->get_block_bytes(), 0u);
+    EXPECT_EQ(capture.get_count(), 0u);
+    MEM_MANAGER::delete_wrapper(node);
+  }
+}
+
+TEST(DtmLineNode, WordViewsCompareAndMeasureTheirText) {
+  DTM_LINE_NODE* node =
+      DTM_LINE_NODE::create(nullptr, nullptr, k_mixed.data(), k_mixed.size(), "ID", "text");
+  const DTM_LINE_NODE::GROUPS delays = node->get_delays();
+  ASSERT_EQ(delays.size(), 3u);
+  const DTM_LINE_NODE::WORD& d1 = delays[0][1];
+  EXPECT_EQ(d1.size(), 2u);
+  EXPECT_STREQ(d1.c_str(), "d1");
+  EXPECT_TRUE(d1 == "d1");
+  EXPECT_TRUE(d1 != "d");
+  EXPECT_TRUE(d1 == MEM_STRING("d1"));
+  EXPECT_TRUE(delays[2][1].empty());
+  EXPECT_STREQ(delays[2][1].c_str(), "");
+  EXPECT_TRUE(delays[1].empty());
+  EXPECT_TRUE(delays[0] == delays[0]);
+  EXPECT_FALSE(delays[0] == delays[2]);
+  EXPECT_FALSE(delays[1] == delays[2]);
+  EXPECT_TRUE(node->get_bins()[0] == node->get_bins()[1]) << "two empty groups";
+  std::vector<std::string> parents;
+  for (const DTM_LINE_NODE::WORD& parent : node->get_parents()) {
+    parents.emplace_back(parent.view());
+  }
+  EXPECT_EQ(parents, (WORD_LIST{"P", "Q"}));
+  EXPECT_EQ(node->get_id(), "ID");
+  EXPECT_EQ(node->get_description(), "text");
+  DTM_LINE_NODE::delete_list(node);
+
+  DTM_LINE_NODE empty;
+  EXPECT_TRUE(empty.get_delays().empty());
+  EXPECT_TRUE(empty.get_parents().empty());
+  EXPECT_EQ(empty.get_parents().begin(), empty.get_parents().end());
+  EXPECT_EQ(empty.get_block_bytes(), 0u);
+}
+
+TEST(DtmLineNode, ArenaRecordsAreFreedInAnyOrderAndOutliveTheArena) {
+  MEMORY_GUARD memory;
+  std::vector<DTM_LINE_NODE*> nodes;
+  {
+    MEM_ARENA records(512);
+    MEM_ARENA blocks(512);
+    for (int i = 0; i < 12; ++i) {
+      const std::string id = i % 3 == 0 ? "an identifier longer than fifteen" : "";
+      const std::string text = i % 4 == 0 ? "a description longer than fifteen" : "";
+      nodes.push_back(DTM_LINE_NODE::create(&records, i % 2 == 0 ? &blocks : nullptr,
+                                            k_mixed.data(), k_mixed.size(), id.c_str(),
+                                            text.c_str()));
+      nodes.back()->set_line_number(static_cast<DTM_SHORT>(i));
+    }
+  }
+  EXPECT_GT(memory.live_objects_gained(), 2);
+  // Changing a record moves its words out of the arena; its texts stay.
+  nodes[3]->add_parent("R");
+  nodes[3]->set_id("another identifier longer than fifteen");
+  nodes[4]->set_description(nullptr);
+  EXPECT_EQ(view_of(*nodes[3]).m_parents, (WORD_LIST{"P", "Q", "R"}));
+  EXPECT_EQ(view_of(*nodes[3]).m_delays, k_mixed_view.m_delays);
+  EXPECT_EQ(nodes[3]->get_id(), "another identifier longer than fifteen");
+  EXPECT_EQ(nodes[4]->get_description(), "");
+  EXPECT_EQ(nodes[0]->get_id(), "an identifier longer than fifteen");
+  for (std::size_t i : {5u, 0u, 11u, 3u, 1u, 2u, 4u, 6u, 7u, 8u, 9u, 10u}) {
+    EXPECT_EQ(view_of(*nodes[i]).m_modifiers, WORD_LIST{"M"});
+    MEM_MANAGER::delete_wrapper(nodes[i]);
+  }
+}
+
+TEST(DtmLineNode, SavedWordsLoadBackIntoTheSameRecord) {
+  const std::vector<std::function<void(DTM_LINE_NODE&)>> fills = {
+      [](DTM_LINE_NODE&) {},
+      fill,
+      [](DTM_LINE_NODE& n) {
+        n.set_id("T1");
+        n.set_description("Fast corner");
+        n.add_version("v", 3);
+        n.add_delay("", 0);
+      },
+      [](DTM_LINE_NODE& n) { n.reserve_group(DTM_LINE_NODE::OFFSETS, 2, 1); },
+  };
+  for (std::size_t i = 0; i < fills.size(); ++i) {
+    SCOPED_TRACE(i);
+    MEMORY_GUARD memory;
+    DTM_LINE_NODE original;
+    fills[i](original);
+    const DTM_LINE_NODE::SAVED_WORDS saved = original.save_words();
+    DTM_LINE_NODE copy;
+    copy.add_parent("replaced");
+    copy.load_words(saved);
+    EXPECT_EQ(view_of(copy), view_of(original));
+    EXPECT_EQ(saved.m_delays.size(), original.get_delays().size());
+  }
 }
 
 struct DUMP_CASE {
