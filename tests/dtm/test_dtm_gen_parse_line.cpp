@@ -6,6 +6,7 @@
 #include "dtm_gen.h"
 #include "line_record_view.h"
 #include "msg_sys.h"
+#include "test_files.h"
 
 namespace {
 
@@ -377,6 +378,44 @@ TEST(DtmGenParseLine, ARecordIsOneAllocation) {
               static_cast<std::size_t>(c.m_allocations) + 2);
     DTM_LINE_NODE::delete_list(node);
   }
+}
+
+TEST(DtmGenParseLine, AFileReadsIntoAFewChunksNotOneAllocationPerRecord) {
+  // Every record of a read is carved from the reader's arenas; texts longer
+  // than a string's inline buffer are the only allocations of their own.
+  TEST_DIR dir;
+  std::string text;
+  std::vector<LINE_VIEW> expected;
+  for (int i = 0; i < 3000; ++i) {
+    const std::string delay = std::to_string(i);
+    if (i % 500 == 0) {
+      text += "\"block " + delay + " with a description past the inline buffer\" P ||\n";
+      expected.push_back(
+          LINE_VIEW()
+              .description("block " + delay + " with a description past the inline buffer")
+              .parents({"P"}));
+    } else {
+      text +=
+          "ID" + delay + " :: " + delay + " ;; bin B || 7 || PA PB || DTM_MICRO K" + delay + "\n";
+      expected.push_back(LINE_VIEW()
+                             .id("ID" + delay)
+                             .delays({{delay}, {"7"}})
+                             .bins({{}, {"B"}})
+                             .parents({"PA", "PB"})
+                             .modifiers({"DTM_MICRO", "K" + delay}));
+    }
+    expected.back().m_line_number = static_cast<DTM_SHORT>(i + 1);
+  }
+  const std::string file = dir.write("many.dmf", text);
+  MEMORY_GUARD memory;
+  MSG_CAPTURE capture;
+  const std::size_t before = MEM_MANAGER::get_counters().m_total_objects;
+  DTM_LINE_NODE* head = DTM_FACTORY().parse_file(file.c_str());
+  const std::size_t allocations = MEM_MANAGER::get_counters().m_total_objects - before;
+  EXPECT_LT(allocations, expected.size() / 20);
+  EXPECT_EQ(views_of_list(head), expected);
+  EXPECT_EQ(capture.get_count(), 0u);
+  DTM_LINE_NODE::delete_list(head);
 }
 
 TEST(DtmGenParseLine, LongestLineOfWordsKeepsEveryWord) {
