@@ -7,6 +7,7 @@
 #include "dtm_float_table_node.h"
 #include "dtm_integer_node.h"
 #include "dtm_micro_node.h"
+#include "dtm_node_walk.h"
 #include "dtm_output_port_re_node.h"
 #include "dtm_p2p_node.h"
 #include "dtm_rc_node.h"
@@ -277,34 +278,80 @@ void DTM_NODE::append_node_to(DTM_NODE* parent) {
 // --- Copy, scale -------------------------------------------------------------
 
 DTM_NODE* DTM_NODE::clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const {
-  dtm_assert(segment != nullptr, "segment != 0", k_source);
-  DTM_NODE* result = MEM_MANAGER::new_wrapper_in<DTM_NODE>(segment, m_id, true);
+  // Plain nodes below are copied here from a work list rather than by their
+  // own clone, so the depth of the tree costs no stack; the order of the
+  // copies and reports is the recursion's: a node, its children's subtrees
+  // in order, each attached to the copy once its subtree is complete. Other
+  // classes copy themselves (they do not walk children).
+  const auto copy_plain = [segment](const DTM_NODE& node) {
+    dtm_assert(segment != nullptr, "segment != 0", k_source);
+    return MEM_MANAGER::new_wrapper_in<DTM_NODE>(segment, node.m_id, true);
+  };
+  const auto attach = [](DTM_NODE* parent, DTM_NODE* node) {
+    if (!dtm_assert(node != nullptr, "node != 0", k_source)) {
+      return;
+    }
+    if (!dtm_assert(parent->add_node(node), "result->add_node(node)", k_source)) {
+      MEM_MANAGER::delete_wrapper(node);
+    }
+  };
+  DTM_NODE* result = copy_plain(*this);
   if (!recursive) {
     return result;
   }
-  for (const DTM_NODE* child : m_nodes) {
-    if (!dtm_assert(child != nullptr, "node != 0", k_source)) {
+  struct FRAME {
+    const DTM_NODE* m_source;
+    DTM_NODE* m_copy;
+    std::size_t m_next;
+  };
+  MEM_VECTOR<FRAME> stack;
+  stack.push_back(FRAME{this, result, 0});
+  while (!stack.empty()) {
+    FRAME& frame = stack.back();
+    if (frame.m_next < frame.m_source->m_nodes.size()) {
+      const DTM_NODE* child = frame.m_source->m_nodes[frame.m_next++];
+      DTM_NODE* parent = frame.m_copy;
+      if (!dtm_assert(child != nullptr, "node != 0", k_source)) {
+        continue;
+      }
+      if (typeid(*child) == typeid(DTM_NODE)) {
+        stack.push_back(FRAME{child, copy_plain(*child), 0});
+      } else {
+        attach(parent, child->clone(segment, recursive, copy_data));
+      }
       continue;
     }
-    DTM_NODE* node = child->clone(segment, recursive, copy_data);
-    if (!dtm_assert(node != nullptr, "node != 0", k_source)) {
-      continue;
-    }
-    if (!dtm_assert(result->add_node(node), "result->add_node(node)", k_source)) {
-      MEM_MANAGER::delete_wrapper(node);
+    DTM_NODE* done = frame.m_copy;
+    stack.pop_back();
+    if (!stack.empty()) {
+      attach(stack.back().m_copy, done);
     }
   }
   return result;
 }
 
 void DTM_NODE::scale(double factor) {
-  for (DTM_NODE* child : m_nodes) {
-    if (child != nullptr) {
-      child->scale(factor);
+  // Every child's subtree in order, then the node's own data; a
+  // point-to-point node scales its direction nodes only. A work list keeps
+  // that order without recursing.
+  struct FRAME {
+    DTM_CHILD_WALK m_children;
+    DTM_NODE* m_node;
+  };
+  MEM_VECTOR<FRAME> stack;
+  stack.push_back(FRAME{DTM_CHILD_WALK(*this), this});
+  while (!stack.empty()) {
+    FRAME& frame = stack.back();
+    if (DTM_NODE* child = frame.m_children.next(); child != nullptr) {
+      stack.push_back(FRAME{DTM_CHILD_WALK(*child), child});
+      continue;
     }
-  }
-  if (m_data_root != nullptr) {
-    m_data_root->scale(factor);
+    DTM_NODE* node = frame.m_node;
+    const bool p2p = frame.m_children.p2p() != nullptr;
+    stack.pop_back();
+    if (!p2p && node->m_data_root != nullptr) {
+      node->m_data_root->scale(factor);
+    }
   }
 }
 
