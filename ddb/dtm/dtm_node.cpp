@@ -115,34 +115,70 @@ void DTM_CHILD_INDEX::release() noexcept {
 DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
 
 DTM_NODE::~DTM_NODE() {
-  // The subtree is freed without recursion (a model read from a file can be
-  // deeper than the stack allows), in the order a recursive destruction
-  // would take: children in order, each after its own subtree, while every
-  // owner above it is still alive (a node's link may point to an owner).
-  MEM_VECTOR<std::pair<DTM_NODE*, std::size_t>> path;  // node, next child
-  path.emplace_back(this, 0);
-  while (!path.empty()) {
-    auto& [node, next] = path.back();
-    if (next < node->m_nodes.size()) {
-      DTM_NODE* child = node->m_nodes[next++];
-      if (child != nullptr) {
-        path.emplace_back(child, 0);
+  // Everything the node owns is freed from a work list rather than by
+  // recursion (a model read from a file can be deeper than the stack allows,
+  // through children, point-to-point direction nodes and chains of owned
+  // linked nodes alike), in the order a recursive destruction takes: a
+  // point-to-point node's direction nodes first, then the children in order,
+  // then the description, the data and the owned linked node, each owned
+  // node after everything it owns, while every owner above it is still alive
+  // (a node's link may point to an owner). A direction node is only emptied
+  // here; its point-to-point node frees it, then holding nothing deep.
+  enum STAGE : unsigned char { DIRECTIONS, CHILDREN, OWN_PARTS, DONE };
+  struct FRAME {
+    DTM_NODE* m_node;
+    std::size_t m_next;  // the next direction or child
+    STAGE m_stage;
+    bool m_free;  // free the node at the end (else only empty it)
+  };
+  MEM_VECTOR<FRAME> work;
+  work.push_back(FRAME{this, 0, CHILDREN, false});
+  while (!work.empty()) {
+    FRAME& frame = work.back();
+    DTM_NODE* node = frame.m_node;
+    if (frame.m_stage == DIRECTIONS) {
+      const auto* p2p = dynamic_cast<const DTM_P2P_NODE*>(node);
+      if (p2p != nullptr && frame.m_next < 4) {
+        DTM_NODE* const directions[] = {p2p->get_in_out_node(), p2p->get_in_buried_node(),
+                                        p2p->get_buried_out_node(), p2p->get_buried_buried_node()};
+        if (DTM_NODE* direction = directions[frame.m_next++]; direction != nullptr) {
+          work.push_back(FRAME{direction, 0, CHILDREN, false});
+        }
+        continue;
+      }
+      frame.m_stage = CHILDREN;
+      frame.m_next = 0;
+      continue;
+    }
+    if (frame.m_stage == CHILDREN) {
+      if (frame.m_next < node->m_nodes.size()) {
+        if (DTM_NODE* child = node->m_nodes[frame.m_next++]; child != nullptr) {
+          work.push_back(FRAME{child, 0, DIRECTIONS, true});
+        }
+        continue;
+      }
+      NODES().swap(node->m_nodes);
+      node->m_child_index.clear();
+      frame.m_stage = OWN_PARTS;
+      continue;
+    }
+    if (frame.m_stage == OWN_PARTS) {
+      frame.m_stage = DONE;
+      MEM_STRING().swap(node->m_description);
+      MEM_MANAGER::delete_wrapper(node->m_data_root);
+      node->m_data_root = nullptr;
+      DTM_NODE* linked = node->m_linked_node;
+      if (linked != nullptr && linked != node && linked->get_version() == 1) {
+        node->m_linked_node = nullptr;
+        work.push_back(FRAME{linked, 0, DIRECTIONS, true});
       }
       continue;
     }
-    DTM_NODE* done = node;
-    path.pop_back();
-    NODES().swap(done->m_nodes);
-    if (done != this) {
-      MEM_MANAGER::delete_wrapper(done);
+    const bool free_node = frame.m_free;
+    work.pop_back();
+    if (free_node) {
+      MEM_MANAGER::delete_wrapper(node);
     }
-  }
-  MEM_STRING().swap(m_description);
-  MEM_MANAGER::delete_wrapper(m_data_root);
-  m_data_root = nullptr;
-  if (m_linked_node != nullptr && m_linked_node->get_version() == 1) {
-    MEM_MANAGER::delete_wrapper(m_linked_node);
-    m_linked_node = nullptr;
   }
 }
 

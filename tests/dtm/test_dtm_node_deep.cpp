@@ -198,6 +198,39 @@ TEST(DtmNodeDeep, DeepChainIsDestroyedOnASmallStack) {
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);
 }
 
+// Saves `root` as <dir>/<stem>.ddb; the exception's text, empty on success.
+std::string save(const TEST_DIR& dir, const std::string& stem, const DTM_NODE* root) {
+  PDB_ARCHIVE archive;
+  archive.open(dir.path(stem));
+  try {
+    if (!pdb_write_(root, archive, "")) {
+      return "cannot be created";
+    }
+  } catch (const PDB_DATABASE_EXCEPTION& error) {
+    return error.what();
+  }
+  return "";
+}
+
+DTM_NODE* load(const TEST_DIR& dir, const std::string& stem, std::string& message) {
+  PDB_ARCHIVE archive;
+  archive.open(dir.path(stem));
+  DTM_NODE* root = nullptr;
+  try {
+    if (!pdb_read_<PDB_ARCHIVE, DTM_NODE>(root, archive, "")) {
+      message = "cannot be opened";
+    }
+  } catch (const PDB_DATABASE_EXCEPTION& error) {
+    message = error.what();
+  }
+  return root;
+}
+
+std::size_t files_in(const TEST_DIR& dir) {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(dir.path("")),
+                                                std::filesystem::directory_iterator()));
+}
+
 // What the small-stack thread found.
 struct WALKS {
   std::uint64_t m_outline_size = 0;
@@ -215,9 +248,11 @@ struct WALKS {
   bool m_bare_leaf_has_data = true;
   int m_linked_value = 0;
   int m_scaled_value = 0;
+  std::string m_save;
 };
 
-TEST(DtmNodeDeep, DeepChainIsDumpedComparedClonedLinkedAndScaledOnASmallStack) {
+TEST(DtmNodeDeep, DeepChainIsDumpedComparedClonedLinkedScaledAndRefusedBySaveOnASmallStack) {
+  TEST_DIR dir;
   const std::size_t live = MEM_MANAGER::get_counters().m_live_objects;
   MSG_CAPTURE capture;
   DTM_NODE* root = make_chain(k_depth);
@@ -265,6 +300,8 @@ TEST(DtmNodeDeep, DeepChainIsDumpedComparedClonedLinkedAndScaledOnASmallStack) {
     copy->scale(2.0);
     found.m_scaled_value = below(copy, k_depth)->get_micro_node_delay(TCO_DELAY);
 
+    found.m_save = save(dir, "deep", root);
+
     MEM_MANAGER::delete_wrapper(bare);
     MEM_MANAGER::delete_wrapper(copy);
     MEM_MANAGER::delete_wrapper(other);
@@ -289,56 +326,88 @@ TEST(DtmNodeDeep, DeepChainIsDumpedComparedClonedLinkedAndScaledOnASmallStack) {
   EXPECT_EQ(found.m_against_short_skipped, "");
   EXPECT_EQ(found.m_linked_value, 120);
   EXPECT_EQ(found.m_scaled_value, 240);
+  // Deeper than a file may hold: refused before anything is written.
+  EXPECT_NE(found.m_save.find("levels of ownership"), std::string::npos) << found.m_save;
+  EXPECT_EQ(files_in(dir), 0U);
   EXPECT_EQ(capture.get_count(), 0U) << capture.get_texts().front();
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);
 }
 
-// Saves `root` as <dir>/<stem>.ddb; the exception's text, empty on success.
-std::string save(const TEST_DIR& dir, const std::string& stem, const DTM_NODE* root) {
-  PDB_ARCHIVE archive;
-  archive.open(dir.path(stem));
-  try {
-    if (!pdb_write_(root, archive, "")) {
-      return "cannot be created";
-    }
-  } catch (const PDB_DATABASE_EXCEPTION& error) {
-    return error.what();
-  }
-  return "";
-}
+// The deepest models of three shapes a .ddb file may hold: their deepest
+// objects lie exactly at the loader's ownership-depth limit (the root at 0).
+constexpr int k_limit = static_cast<int>(DTM_PDB_MAX_OWNERSHIP_DEPTH);
 
-DTM_NODE* load(const TEST_DIR& dir, const std::string& stem, std::string& message) {
-  PDB_ARCHIVE archive;
-  archive.open(dir.path(stem));
-  DTM_NODE* root = nullptr;
-  try {
-    if (!pdb_read_<PDB_ARCHIVE, DTM_NODE>(root, archive, "")) {
-      message = "cannot be opened";
-    }
-  } catch (const PDB_DATABASE_EXCEPTION& error) {
-    message = error.what();
+// A chain of plain nodes: the root, the levels, the micro leaf, its delay
+// tree's root and the tree's two children.
+DTM_NODE* make_plain_chain(int levels) { return make_chain(levels); }
+
+// A root whose chain of linked nodes holds `links` nodes of version 1, each
+// owned by the one before it; one micro leaf keeps some data in the model.
+DTM_NODE* make_linked_chain(int links) {
+  auto* root = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_ROOT, true);
+  root->add_micro_node_delay(5, TCO_DELAY, DTM_MAP_DEVICE);
+  DTM_NODE* tail = root;
+  for (int i = 0; i < links; ++i) {
+    auto* node = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_MAP_DEVICE, true);
+    node->set_version(1);
+    node->append_node_to(tail);
+    tail = node;
   }
   return root;
 }
 
-std::size_t files_in(const TEST_DIR& dir) {
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(dir.path("")),
-                                                std::filesystem::directory_iterator()));
+// Point-to-point nodes nested `levels` deep, each under the input->output
+// direction node of the one above; the last holds one delay.
+DTM_NODE* make_nested_p2p(int levels) {
+  auto* root = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_ROOT, true);
+  DTM_NODE* at = root;
+  for (int i = 0; i + 1 < levels; ++i) {
+    DTM_P2P_NODE* p2p = DTM_P2P_NODE::make_with_directions();
+    at->add_node(p2p);
+    at = p2p->get_in_out_node();
+  }
+  at->add_p2p_node_delay(300, DB_IN_LCELL_DATAA, DB_OUT_LCELL_COMBOUT, DTM_NONE);
+  return root;
 }
 
-// The deepest chain a .ddb file may hold: its delay tree's leaves lie exactly
-// at the loader's ownership-depth limit (root 0, the levels, the micro leaf,
-// the delay tree's root and its two children).
-constexpr int k_loadable_levels = static_cast<int>(DTM_PDB_MAX_OWNERSHIP_DEPTH) - 3;
+// Links of a node's chain of linked nodes.
+int links_of(const DTM_NODE& node) {
+  int links = 0;
+  for (const DTM_NODE* at = node.get_linked_node(); at != nullptr; at = at->get_linked_node()) {
+    ++links;
+  }
+  return links;
+}
+
+struct SHAPE {
+  const char* m_name;
+  DTM_NODE* (*m_make)(int size);
+  int m_loadable;  // the largest size a file may hold
+  // How the path listing of the model of that size starts.
+  std::string (*m_paths_start)(int size);
+};
+
+const SHAPE k_shapes[] = {
+    {"plain chain", make_plain_chain, k_limit - 3,
+     [](int size) { return k_root_step + repeat(k_device_step, size) + k_micro_step + "<"; }},
+    {"linked chain", make_linked_chain, k_limit,
+     [](int) { return k_root_step + k_device_step + k_micro_step + "\t|-- ["; }},
+    // The root, then per level a point-to-point node and its direction node;
+    // the last direction's delay tree is one level deeper.
+    {"nested point-to-point nodes", make_nested_p2p, (k_limit - 1) / 2,
+     [](int size) {
+       return k_root_step + repeat("\t|-- DTM_P2P\t|-- DTM_P2P_IN_OUT", size) + "\t|-- [";
+     }},
+};
 
 struct LOADED {
-  std::string m_save;
-  std::string m_load;
-  std::string m_too_deep;
-  std::string m_deeper_save;
-  std::string m_outline;
   std::string m_root_outline;
+  std::string m_save;
+  std::string m_too_deep;
+  std::string m_load;
+  std::string m_outline;
   std::string m_paths;
+  int m_links = -1;
   std::string m_loaded_against;
   std::string m_against_loaded;
   std::string m_clone_save;
@@ -346,63 +415,76 @@ struct LOADED {
   std::string m_clone_against;
 };
 
-TEST(DtmNodeDeep, ChainAtTheLoadersDepthLimitIsSavedLoadedAndWalkedOnASmallStack) {
-  TEST_DIR dir;
-  const std::size_t live = MEM_MANAGER::get_counters().m_live_objects;
-  MSG_CAPTURE capture;
-  DTM_NODE* root = make_chain(k_loadable_levels);
-  DTM_NODE* deeper = make_chain(k_loadable_levels + 1);
-  DTM_NODE* deepest = make_chain(k_depth);
-  std::string outline;
-  chain_outline(k_loadable_levels, *below(root, k_loadable_levels + 1), &outline);
-  const std::string paths = paths_of(*root, "");
+TEST(DtmNodeDeep, ModelsAtTheLoadersDepthLimitAreSavedLoadedAndWalkedOnASmallStack) {
+  for (const SHAPE& shape : k_shapes) {
+    SCOPED_TRACE(shape.m_name);
+    TEST_DIR dir;
+    const std::size_t live = MEM_MANAGER::get_counters().m_live_objects;
+    MSG_CAPTURE capture;
+    DTM_NODE* root = shape.m_make(shape.m_loadable);
+    DTM_NODE* deeper = shape.m_make(shape.m_loadable + 1);
+    const std::string outline = outline_of(*root, 0);
+    const std::string paths = paths_of(*root, "");
+    const int links = links_of(*root);
 
-  LOADED found;
-  ASSERT_TRUE(run_on_small_stack([&] {
-    found.m_root_outline = outline_of(*root, 0);
-    found.m_save = save(dir, "chain", root);
-    found.m_too_deep = save(dir, "too_deep", deeper);
-    found.m_deeper_save = save(dir, "deepest", deepest);
-    DTM_NODE* loaded = load(dir, "chain", found.m_load);
-    if (loaded != nullptr) {
-      found.m_outline = outline_of(*loaded, 0);
-      found.m_paths = paths_of(*loaded, "");
-      found.m_loaded_against = compare(*loaded, root, false);
-      found.m_against_loaded = compare(*root, loaded, false);
-      MEM_SEGMENT segment("deep");
-      DTM_NODE* copy = loaded->clone(&segment, true, true);
-      found.m_clone_save = save(dir, "clone", copy);
-      DTM_NODE* reloaded = load(dir, "clone", found.m_clone_load);
-      if (reloaded != nullptr) {
-        found.m_clone_against = compare(*reloaded, root, false) + compare(*root, reloaded, false);
+    LOADED found;
+    ASSERT_TRUE(run_on_small_stack([&] {
+      found.m_root_outline = outline_of(*root, 0);
+      found.m_save = save(dir, "model", root);
+      found.m_too_deep = save(dir, "too_deep", deeper);
+      DTM_NODE* loaded = load(dir, "model", found.m_load);
+      if (loaded != nullptr) {
+        found.m_outline = outline_of(*loaded, 0);
+        found.m_paths = paths_of(*loaded, "");
+        found.m_links = links_of(*loaded);
+        found.m_loaded_against = compare(*loaded, root, false);
+        found.m_against_loaded = compare(*root, loaded, false);
+        MEM_SEGMENT segment("deep");
+        DTM_NODE* copy = loaded->clone(&segment, true, true);
+        found.m_clone_save = save(dir, "clone", copy);
+        DTM_NODE* reloaded = load(dir, "clone", found.m_clone_load);
+        // A clone of the loaded model is a clone of the original (a direction
+        // node's clone takes no children), and it saves and loads again.
+        DTM_NODE* original_copy = root->clone(&segment, true, true);
+        if (reloaded != nullptr) {
+          found.m_clone_against =
+              compare(*reloaded, original_copy, false) + compare(*original_copy, reloaded, false);
+        }
+        MEM_MANAGER::delete_wrapper(original_copy);
+        MEM_MANAGER::delete_wrapper(reloaded);
+        MEM_MANAGER::delete_wrapper(copy);
       }
-      MEM_MANAGER::delete_wrapper(reloaded);
-      MEM_MANAGER::delete_wrapper(copy);
-    }
-    MEM_MANAGER::delete_wrapper(loaded);
-  }));
-  MEM_MANAGER::delete_wrapper(root);
-  MEM_MANAGER::delete_wrapper(deeper);
-  MEM_MANAGER::delete_wrapper(deepest);
+      MEM_MANAGER::delete_wrapper(loaded);
+      MEM_MANAGER::delete_wrapper(deeper);
+      MEM_MANAGER::delete_wrapper(root);
+    }));
 
-  EXPECT_EQ(found.m_save, "");
-  EXPECT_EQ(found.m_load, "");
-  EXPECT_NE(found.m_too_deep.find("levels of ownership"), std::string::npos) << found.m_too_deep;
-  EXPECT_NE(found.m_deeper_save.find("levels of ownership"), std::string::npos)
-      << found.m_deeper_save;
-  EXPECT_EQ(found.m_outline, outline);
-  EXPECT_EQ(found.m_root_outline, outline);
-  EXPECT_FALSE(paths.empty());
-  EXPECT_EQ(found.m_paths, paths);
-  EXPECT_EQ(found.m_loaded_against, "");
-  EXPECT_EQ(found.m_against_loaded, "");
-  EXPECT_EQ(found.m_clone_save, "");
-  EXPECT_EQ(found.m_clone_load, "");
-  EXPECT_EQ(found.m_clone_against, "");
-  // Two databases; the refused saves left nothing behind.
-  EXPECT_EQ(files_in(dir), 2U);
-  EXPECT_EQ(capture.get_count(), 0U);
-  EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);
+    EXPECT_EQ(found.m_save, "");
+    EXPECT_EQ(found.m_load, "");
+    EXPECT_NE(found.m_too_deep.find("levels of ownership"), std::string::npos) << found.m_too_deep;
+    EXPECT_EQ(found.m_root_outline, outline);
+    EXPECT_EQ(found.m_outline, outline);
+    EXPECT_EQ(paths.rfind(shape.m_paths_start(shape.m_loadable), 0), 0U);
+    EXPECT_EQ(found.m_paths, paths);
+    EXPECT_EQ(found.m_links, links);
+    EXPECT_EQ(found.m_loaded_against, "");
+    EXPECT_EQ(found.m_against_loaded, "");
+    EXPECT_EQ(found.m_clone_save, "");
+    EXPECT_EQ(found.m_clone_load, "");
+    EXPECT_EQ(found.m_clone_against, "");
+    // Two databases; the refused save left nothing behind.
+    EXPECT_EQ(files_in(dir), 2U);
+    EXPECT_EQ(capture.get_count(), 0U);
+    EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);
+  }
+}
+
+TEST(DtmNodeDeep, ThePlainChainAtTheLimitHasTheOutlineOfItsLevels) {
+  DTM_NODE* root = make_plain_chain(k_limit - 3);
+  std::string outline;
+  chain_outline(k_limit - 3, *below(root, k_limit - 2), &outline);
+  EXPECT_EQ(outline_of(*root, 0), outline);
+  MEM_MANAGER::delete_wrapper(root);
 }
 
 }  // namespace
