@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <typeinfo>
 
 #include "dtm_node.h"
 #include "dtm_p2p_node.h"
@@ -19,8 +20,12 @@ class DTM_CHILD_WALK {
   // Number of direction positions of a point-to-point node.
   static constexpr int DIRECTIONS = 4;
 
+  // DTM_P2P_NODE is final: comparing the exact type is the cheap form of
+  // the dynamic cast.
   explicit DTM_CHILD_WALK(const DTM_NODE& node) noexcept
-      : m_node(&node), m_p2p(dynamic_cast<const DTM_P2P_NODE*>(&node)) {}
+      : m_node(&node),
+        m_p2p(typeid(node) == typeid(DTM_P2P_NODE) ? static_cast<const DTM_P2P_NODE*>(&node)
+                                                   : nullptr) {}
 
   const DTM_NODE& node() const noexcept { return *m_node; }
   // The node as a point-to-point node; null for any other class.
