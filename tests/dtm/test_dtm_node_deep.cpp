@@ -19,6 +19,7 @@
 
 #include "dbs_translator.h"
 #include "ddb_dtm__pdb.h"
+#include "dtm_export.h"
 #include "dtm_node.h"
 #include "dtm_p2p_node.h"
 #include "mem_alloc_sys.h"
@@ -196,6 +197,20 @@ TEST(DtmNodeDeep, DeepChainIsDestroyedOnASmallStack) {
   ASSERT_GE(MEM_MANAGER::get_counters().m_live_objects, live + k_depth);
   ASSERT_TRUE(run_on_small_stack([root] { MEM_MANAGER::delete_wrapper(root); }));
   EXPECT_EQ(MEM_MANAGER::get_counters().m_live_objects, live);
+}
+
+// Export refuses a path too deep for a DMF line and counts what the refused
+// subtree holds; the count must not recurse once per level either.
+TEST(DtmNodeDeep, DeepChainIsRefusedByExportOnASmallStack) {
+  DTM_NODE* root = make_chain(k_depth);
+  DTM_EXPORT::DTM_EXPORT_COUNTS counts;
+  std::ostringstream text;
+  MSG_CAPTURE capture;
+  ASSERT_TRUE(run_on_small_stack([&] { counts = DTM_EXPORT::write_dmf(root, text); }));
+  EXPECT_EQ(counts.m_delays, 0U);
+  EXPECT_EQ(counts.m_refused, 3U);
+  EXPECT_EQ(capture.get_count(), 1);
+  MEM_MANAGER::delete_wrapper(root);
 }
 
 // Saves `root` as <dir>/<stem>.ddb; the exception's text, empty on success.
