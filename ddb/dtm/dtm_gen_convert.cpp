@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "dbs_translator.h"
 #include "dtm_ff_node.h"
 #include "dtm_float_table_node.h"
 #include "dtm_gen.h"
@@ -104,20 +105,24 @@ DTM_NODE* DTM_FACTORY::convert(const DTM_LINE_NODE* begin, DTM_NODE* root) const
   if (root == nullptr) {
     root = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_ROOT, true);
   }
+  DTM_CONVERT_MEMO memo;
   for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next()) {
+    // The next record is on its way while this one is converted.
+    __builtin_prefetch(line->get_next());
     if (line->is_description()) {
       add_description(line, root);
       continue;
     }
     const char* type_name = line->get_modifier(0);
-    const NODE_TYPE_ROW* row = find_node_type(DTM_STRING::get_dtm_node_enum(type_name));
+    const NODE_TYPE_ROW* row = find_node_type(DBS_TRANSLATOR::find_dtm_node_enum(type_name));
     if (row == nullptr) {
       std::ostringstream text;
       text << "Bad DMF file: Line " << line->get_line_number()
            << " has an unknown timing node type: " << type_name << std::endl;
       dtm_report(text.str(), k_source);
     } else if (row->m_add != nullptr) {
-      (this->*(row->m_add))(line, root);
+      // What m_add does, with the memo of this conversion.
+      add_delay_line(row->m_type, line, root, &memo);
     }
   }
   return root;
