@@ -372,7 +372,9 @@ class DTM_CHECK_PASS {
   struct ENTRY {
     const DTM_LINE_NODE* m_line = nullptr;
     const DTM_LINE_NODE* m_stop = nullptr;
-    bool m_has_id = false;
+    // The identifier can report: it starts with a digit (m_stop, set when a
+    // duplicate turns up, is the other reason).
+    bool m_digit_id = false;
     bool m_has_parents = false;
     bool m_quiet = false;
   };
@@ -383,12 +385,12 @@ class DTM_CHECK_PASS {
     DTM_FACTORY::DTM_PARENT_MEMO memo;
     for (const DTM_LINE_NODE* line = begin; line != nullptr;) {
       const DTM_LINE_NODE* next = line->get_next();
-      // The next record is on its way while this one is checked.
-      __builtin_prefetch(next);
+      DTM_FACTORY::prefetch_ahead(next);
       const std::size_t position = m_entries.size();
       const std::string_view id(line->get_id());
+      const bool digit_id = !id.empty() && id.front() >= '0' && id.front() <= '9';
       m_entries.push_back(
-          {line, nullptr, !id.empty(), line->get_num_parents() > 0, is_quiet(line, memo)});
+          {line, nullptr, digit_id, line->get_num_parents() > 0, is_quiet(line, memo)});
       if (!id.empty()) {
         const SLOT met = {hash(id), line, position};
         SLOT& slot = table.find_or_add(met);
@@ -475,8 +477,9 @@ bool DTM_FACTORY::check_legality(const DTM_LINE_NODE* begin) const {
   for (const DTM_CHECK_PASS::ENTRY& entry : pass.get_entries()) {
     const DTM_LINE_NODE* temp = entry.m_line;
     if (entry.m_quiet) {
-      // Only the identifier can report; every map type is known.
-      if (entry.m_has_id) {
+      // Only the identifier can report; every map type is known. A unique
+      // identifier that starts with no digit reports nothing.
+      if (entry.m_stop != nullptr || entry.m_digit_id) {
         dtm_assert(report_identifier(temp, entry.m_stop), "check_exp_legality(temp)", k_source);
       }
       legal = entry.m_has_parents || legal;

@@ -4,6 +4,7 @@
 //
 // One table holds what each node type means here: the add operation its
 // delay lines go to and the typed node a description creates for it.
+#include <array>
 #include <sstream>
 #include <string>
 
@@ -49,7 +50,7 @@ struct NODE_TYPE_ROW {
   MAKE m_make;
 };
 
-const NODE_TYPE_ROW k_node_types[] = {
+constexpr NODE_TYPE_ROW k_node_types[] = {
     {DTM_P2P, &DTM_FACTORY::add_p2p, &make_p2p},
     {DTM_TABLE, &DTM_FACTORY::add_table, &make_leaf<DTM_TABLE_NODE>},
     {DTM_FLOAT_TABLE, &DTM_FACTORY::add_float_table, &make_leaf<DTM_FLOAT_TABLE_NODE>},
@@ -64,13 +65,18 @@ const NODE_TYPE_ROW k_node_types[] = {
     {DTM_INTEGER, &DTM_FACTORY::add_integer, &make_leaf<DTM_INTEGER_NODE>},
 };
 
-const NODE_TYPE_ROW* find_node_type(DTM_NODE_ENUM type) {
+// The row of every node-type value, found once by the compiler (null: none).
+constexpr auto k_node_type_of = [] {
+  std::array<const NODE_TYPE_ROW*, DTM_NODE_MAX_ENUM + 1> rows{};
   for (const NODE_TYPE_ROW& row : k_node_types) {
-    if (row.m_type == type) {
-      return &row;
-    }
+    rows[static_cast<std::size_t>(row.m_type)] = &row;
   }
-  return nullptr;
+  return rows;
+}();
+
+const NODE_TYPE_ROW* find_node_type(DTM_NODE_ENUM type) {
+  const auto value = static_cast<std::size_t>(type);
+  return value < k_node_type_of.size() ? k_node_type_of[value] : nullptr;
 }
 
 // The failed attach of a description's node, by the length of its parent path.
@@ -107,8 +113,7 @@ DTM_NODE* DTM_FACTORY::convert(const DTM_LINE_NODE* begin, DTM_NODE* root) const
   }
   DTM_CONVERT_MEMO memo;
   for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next()) {
-    // The next record is on its way while this one is converted.
-    __builtin_prefetch(line->get_next());
+    prefetch_ahead(line->get_next());
     if (line->is_description()) {
       add_description(line, root);
       continue;

@@ -430,6 +430,10 @@ DTM_SHORT DTM_FACTORY::choose_delay_group(const DTM_LINE_NODE* line) const {
   if (!dtm_assert(line != nullptr, "node != 0", k_source)) {
     return 0;
   }
+  // Without a target every group qualifies: the first, or 0 for no group.
+  if (!m_delay_target.m_bin.has_value() && !m_delay_target.m_version.has_value()) {
+    return 0;
+  }
   const DTM_SHORT groups = short_size(line->get_delays().size());
   for (DTM_SHORT vec_index = 0; vec_index < groups; ++vec_index) {
     if (accepts(line->get_bins(), vec_index, m_delay_target.m_bin) &&

@@ -367,6 +367,15 @@ constexpr const INSERT_ROW& find_row(DTM_NODE_ENUM type) {
   return k_rows[0];
 }
 
+// The row of every node-type value, found once by the compiler (null: none).
+constexpr auto k_row_of = [] {
+  std::array<const INSERT_ROW*, DTM_NODE_MAX_ENUM + 1> rows{};
+  for (const INSERT_ROW& row : k_rows) {
+    rows[static_cast<std::size_t>(row.m_type)] = &row;
+  }
+  return rows;
+}();
+
 // ---- The skeleton ----------------------------------------------------------------
 
 int key_count(const INSERT_ROW& row) {
@@ -539,13 +548,13 @@ DTM_NODE_ENUM DTM_FACTORY::DTM_PARENT_MEMO::convert(DTM_SHORT index, const char*
 
 bool DTM_FACTORY::add_delay_line(DTM_NODE_ENUM type, const DTM_LINE_NODE* line, DTM_NODE* root,
                                  DTM_CONVERT_MEMO* memo) const {
-  for (const INSERT_ROW& row : k_rows) {
-    if (row.m_type == type) {
-      insert_delay(*this, row, line, root, memo);
-      return true;
-    }
+  const auto value = static_cast<std::size_t>(type);
+  const INSERT_ROW* row = value < k_row_of.size() ? k_row_of[value] : nullptr;
+  if (row == nullptr) {
+    return false;
   }
-  return false;
+  insert_delay(*this, *row, line, root, memo);
+  return true;
 }
 
 void DTM_FACTORY::add_integer(const DTM_LINE_NODE* line, DTM_NODE* root) const {
