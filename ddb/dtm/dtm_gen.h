@@ -221,14 +221,14 @@ class DTM_FACTORY {
       __builtin_prefetch(next->get_next());
     }
   }
+  // The add operation of a delay line's type (what add_micro, add_rc, ... do)
+  // with the memo of a conversion (null: none), for convert; false when the
+  // type has no add operation.
+  bool add_delay_line(DTM_NODE_ENUM type, const DTM_LINE_NODE* line, DTM_NODE* root,
+                      DTM_CONVERT_MEMO* memo) const;
   // ---- End of line-to-line memo ----
 
  private:
-  // The add operation of a delay line's type, with the memo of a conversion
-  // (null: none); false when the type has no add operation.
-  bool add_delay_line(DTM_NODE_ENUM type, const DTM_LINE_NODE* line, DTM_NODE* root,
-                      DTM_CONVERT_MEMO* memo) const;
-
   bool m_update_flag = false;
   DTM_DELAY_TARGET m_delay_target;
 };
