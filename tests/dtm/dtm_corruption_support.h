@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "ddb_bytes.h"
 #include "dtm_data_class.h"
 #include "dtm_gen.h"
 #include "dtm_line_node.h"

@@ -42,15 +42,6 @@ std::string image_of(const IMAGE_DIR& dir, ROOTS (*build)(), const char* name) {
   return TEST_DIR::read(dir.stem(name) + ".ddb");
 }
 
-// Recomputes both checksums of an image of at least a header.
-std::string reseal_image(std::string image) {
-  std::uint32_t crc = pdb_crc32(image.data() + PDB_HEADER_SIZE, image.size() - PDB_HEADER_SIZE);
-  std::memcpy(image.data() + 32, &crc, 4);
-  crc = pdb_crc32(image.data(), 36);
-  std::memcpy(image.data() + 36, &crc, 4);
-  return image;
-}
-
 // The fuzz seeds of the .ddb targets: the goldens, and the models of the
 // examples and of DMF test files.
 struct SEED {
@@ -231,7 +222,7 @@ class GoldenDdbDamage : public ::testing::TestWithParam<GOLDEN> {
       return false;
     }
     return damaged.size() < PDB_HEADER_SIZE ||
-           try_image(m_dir, reseal_image(damaged), true, m_tally, what + " resealed");
+           try_image(m_dir, reseal(damaged), true, m_tally, what + " resealed");
   }
   IMAGE_DIR m_dir;
   std::string m_good;
@@ -248,7 +239,7 @@ TEST_P(GoldenDdbDamage, EveryTruncation) {
       // The header then gives the new length: the parser meets the cut.
       const std::uint64_t size = length;
       std::memcpy(image.data() + 16, &size, 8);
-      if (!try_image(m_dir, reseal_image(image), true, m_tally,
+      if (!try_image(m_dir, reseal(image), true, m_tally,
                      "length " + std::to_string(length) + " resealed")) {
         return;
       }
