@@ -9,7 +9,10 @@
 // are not repeated here.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <utility>
@@ -612,6 +615,56 @@ TEST(DdbDtmHostile, RootsLinkedBothWaysCannotBothBeTaken) {
     MEM_MANAGER::delete_wrapper(model);
   }
   EXPECT_TRUE(counters.same());
+}
+
+// --- Regression inputs of the fuzz targets ----------------------------------------------------
+
+// A file name from a case name: lower case, words joined by '_'.
+std::string slug(const char* name) {
+  std::string out;
+  for (const char* c = name; *c != '\0' && out.size() < 64; ++c) {
+    const bool word = std::isalnum(static_cast<unsigned char>(*c)) != 0;
+    if (word) {
+      out += static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
+    } else if (!out.empty() && out.back() != '_') {
+      out += '_';
+    }
+  }
+  while (!out.empty() && out.back() == '_') {
+    out.pop_back();
+  }
+  return out;
+}
+
+// Every crafted file (up to the fuzz targets' 64 KiB) is also a regression
+// input of the .ddb fuzz targets, replayed by test_fuzz; KESTREL_BLESS_DDB=1
+// writes them (scripts/bless-golden.sh ddb).
+TEST(DdbDtmHostile, EveryCraftedFileIsARegressionInputOfTheFuzzTargets) {
+  const char* bless = std::getenv("KESTREL_BLESS_DDB");
+  std::vector<std::pair<std::string, std::string>> files;
+  for (const HOSTILE& h : k_refused) {
+    files.emplace_back(slug(h.m_name), h.m_image());
+  }
+  for (const ACCEPTED& a : k_accepted) {
+    files.emplace_back(slug(a.m_name), a.m_image());
+  }
+  files.emplace_back("clone_and_master_linked_both_ways", clone_and_master(true));
+  std::size_t kept = 0;
+  for (const auto& [name, image] : files) {
+    if (image.size() > 64 * 1024) {
+      continue;
+    }
+    ++kept;
+    for (const char* target : {"ddb_load", "ddb_load_save"}) {
+      const std::string path =
+          std::string(KESTREL_SOURCE_DIR "/fuzz/regressions/") + target + "/" + name + ".ddb";
+      if (bless != nullptr && std::string(bless) == "1") {
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << image;
+      }
+      EXPECT_EQ(TEST_DIR::read(path), image) << path;
+    }
+  }
+  EXPECT_GT(kept, 30u);
 }
 
 }  // namespace
