@@ -164,7 +164,7 @@ struct TALLY {
 // more than all the rest of a case (the writer fills a buffer of 256 KiB),
 // and the ddb_load_save fuzz target saves whatever it reads anyway.
 constexpr std::size_t k_save_first = 32;
-constexpr std::size_t k_save_every = 8;
+constexpr std::size_t k_save_every = 16;
 
 // Reads one damaged image. Unsealed damage must be refused; resealed damage
 // is refused or gives roots that are fully usable. Memory comes back either
@@ -203,6 +203,15 @@ bool try_image(const IMAGE_DIR& dir, const std::string& image, bool resealed, TA
   }
   return !::testing::Test::HasFailure();
 }
+
+}  // namespace
+
+namespace dtm_corruption_test {
+// The golden's name in test listings and failures.
+void PrintTo(const GOLDEN& golden, std::ostream* os) { *os << golden.m_name; }
+}  // namespace dtm_corruption_test
+
+namespace {
 
 class GoldenDdbDamage : public ::testing::TestWithParam<GOLDEN> {
  protected:
