@@ -419,6 +419,35 @@ void use_model(DTM_NODE& root) {
   exercise(&root);
 }
 
+// Takes the roots "p_ref" and "master" of the archive `stem` (a clone and the
+// master it links to, when the file holds both), uses both and frees them in
+// the order they were taken, as their owner would.
+void use_clone_and_master(const std::string& stem) {
+  PDB_ARCHIVE archive;
+  archive.open(stem);
+  DTM_NODE* clone = nullptr;
+  DTM_NODE* master = nullptr;
+  try {
+    PDB_SEGMENT_READER reader(archive, pdb_ddb_segment_info(), "", ".ddb");
+    if (!reader.open()) {
+      return;
+    }
+    reader.read_public_identifier_lists();
+    reader.read_reference("p_ref", clone);
+    reader.read_reference("master", master);
+    reader.finish_reading_all();
+  } catch (const PDB_DATABASE_EXCEPTION&) {
+    // What was taken before the refusal is the caller's still.
+  }
+  for (DTM_NODE* root : {clone, master}) {
+    if (root != nullptr) {
+      use_model(*root);
+    }
+  }
+  MEM_MANAGER::delete_wrapper(clone);
+  MEM_MANAGER::delete_wrapper(master);
+}
+
 // Loads an image; whatever it gives (a model or a null root) is saved, that
 // image loads again, gives the same model and saves to the same bytes.
 void load_save_load(const std::string& image) {
@@ -494,6 +523,7 @@ void ddb_load(const std::uint8_t* data, std::size_t size) {
       use_model(*root);
       MEM_MANAGER::delete_wrapper(root);
     }
+    use_clone_and_master(scratch.stem("in"));
   }
 }
 

@@ -22,7 +22,9 @@ void dmf_line(const std::uint8_t* data, std::size_t size);
 void dmf_build(const std::uint8_t* data, std::size_t size);
 // A .ddb database given to the model loader (read from an anonymous
 // in-memory file); a model that loads is dumped both ways, compared with
-// itself, asked for delays of every kind, extended and destroyed.
+// itself, asked for delays of every kind, extended and destroyed. Then the
+// roots "p_ref" and "master" are taken together (a clone and its master),
+// used and freed in that order.
 void ddb_load(const std::uint8_t* data, std::size_t size);
 // A .ddb database loaded, the model (or null root) saved, that image loaded
 // again: it must load, give the same model and save to the same bytes.
