@@ -1,6 +1,5 @@
-// DTM_STRING: enumeration names through the translator. Name to value asks
-// whether the translator knows the name before converting it, and gives the
-// enumeration's fallback otherwise.
+// DTM_STRING: enumeration names through the translator. Name to value gives
+// the value of a known name and the enumeration's fallback otherwise.
 #include "dtm_string.h"
 
 #include <cstddef>
@@ -33,41 +32,28 @@ const char* DTM_STRING::get_dtm_node_enum_string(int value) noexcept {
   return get_dtm_node_enum_string(static_cast<DTM_NODE_ENUM>(value));
 }
 
-namespace {
-
-// Every name-to-value query has one shape: ask a translator whether it knows
-// the name, convert it if so, else give the enumeration's fallback.
-template <class ENUM>
-ENUM exists_then_get(const char* name, bool (*exists)(const char*) noexcept,
-                     ENUM (*get)(const char*) noexcept, ENUM fallback) noexcept {
-  return exists(name) ? get(name) : fallback;
-}
-
-}  // namespace
-
+// Each conversion is one probe of the translator's table: its get answers
+// the value of a known name and the enumeration's fallback for any other
+// (an unknown or null name), which is what asking whether the name exists
+// first would give, at the price of a second probe.
 DTM_ENUM DTM_STRING::get_dtm_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_dtm_enum_by_string,
-                         &DBS_TRANSLATOR::get_dtm_enum_by_string, DTM_NONE);
+  return DBS_TRANSLATOR::get_dtm_enum_by_string(name);
 }
 
 DTM_NODE_ENUM DTM_STRING::get_dtm_node_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_dtm_node_enum_by_string,
-                         &DBS_TRANSLATOR::get_dtm_node_enum_by_string, DTM_NODE_NONE);
+  return DBS_TRANSLATOR::get_dtm_node_enum_by_string(name);
 }
 
 DB_INPUT_PORT_TYPE DTM_STRING::get_db_input_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_input_port_type_by_string,
-                         &DBS_TRANSLATOR::get_input_port_type_by_string, DB_MAX_INPUT_PORT_TYPE);
+  return DBS_TRANSLATOR::get_input_port_type_by_string(name);
 }
 
 DB_OUTPUT_PORT_TYPE DTM_STRING::get_db_output_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_output_port_type_by_string,
-                         &DBS_TRANSLATOR::get_output_port_type_by_string, DB_MAX_OUTPUT_PORT_TYPE);
+  return DBS_TRANSLATOR::get_output_port_type_by_string(name);
 }
 
 DB_BURIED_PORT_TYPE DTM_STRING::get_db_buried_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_buried_port_type_by_string,
-                         &DBS_TRANSLATOR::get_buried_port_type_by_string, DB_MAX_BURIED_PORT_TYPE);
+  return DBS_TRANSLATOR::get_buried_port_type_by_string(name);
 }
 
 // No translator: the register-element names are searched in CDB_RE_TYPE_STRING
