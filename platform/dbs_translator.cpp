@@ -197,18 +197,38 @@ class DBS_TABLE {
  public:
   // The row of `name`, or -1 when the table does not hold it (or it is null).
   static int find(const char* name) noexcept {
-    if (name == nullptr) {
-      return -1;
-    }
-    const std::string_view text(name);
+    return name != nullptr ? find(std::string_view(name)) : -1;
+  }
+  // The row whose name is the whole of `text`, or -1.
+  static int find(std::string_view text) noexcept {
     for (std::size_t slot = dbs_hash(text) & (k_slots - 1); k_index.m_by_name[slot] != 0;
          slot = (slot + 1) & (k_slots - 1)) {
       const int row = k_index.m_by_name[slot] - 1;
-      if (text == DATA.m_rows[static_cast<std::size_t>(row)].m_name) {
+      if (is_name(DATA.m_rows[static_cast<std::size_t>(row)].m_name, text)) {
         return row;
       }
     }
     return -1;
+  }
+  // Whether `name` has exactly the characters of `text`, read without
+  // measuring `name` first and never past its end.
+  static bool is_name(const char* name, std::string_view text) noexcept {
+    for (const char c : text) {
+      if (*name == '\0' || *name != c) {
+        return false;
+      }
+      ++name;
+    }
+    return *name == '\0';
+  }
+  template <class ENUM>
+  static bool find_value(std::string_view text, ENUM& value) noexcept {
+    const int row = find(text);
+    if (row < 0) {
+      return false;
+    }
+    value = static_cast<ENUM>(DATA.m_rows[static_cast<std::size_t>(row)].m_value);
+    return true;
   }
 
   static bool exists(const char* name) noexcept { return find(name) >= 0; }
@@ -395,4 +415,26 @@ const char* DBS_TRANSLATOR::get_debug_string_name(CDB_RE_TYPE value) noexcept {
 }
 const char* DBS_TRANSLATOR::get_debug_string_name(DEV_FAMILY_ENUM value) noexcept {
   return DEV_FAMILY_TABLE::name_of(value);
+}
+
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_ENUM& value) noexcept {
+  return DTM_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_NODE_ENUM& value) noexcept {
+  return DTM_NODE_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_INPUT_PORT_TYPE& value) noexcept {
+  return INPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_OUTPUT_PORT_TYPE& value) noexcept {
+  return OUTPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_BURIED_PORT_TYPE& value) noexcept {
+  return BURIED_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, CDB_RE_TYPE& value) noexcept {
+  return CDB_RE_TYPE_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DEV_FAMILY_ENUM& value) noexcept {
+  return DEV_FAMILY_TABLE::find_value(name, value);
 }
