@@ -328,9 +328,12 @@ class DTM_TYPED_NODE : public DTM_NODE {
       }
     }
     const DTM_TREE_DATA_KEY key = dtm_key_parts<KIND>(keys).make_key();
-    DTM_MODEL_EPOCH::advance();
-    m_data_root = m_data_root != nullptr ? KIND::VALUE_OPS::add(*m_data_root, delay, key)
-                                         : KIND::VALUE_OPS::make_root(delay, key);
+    if (m_data_root != nullptr) {
+      m_data_root = KIND::VALUE_OPS::add(*m_data_root, delay, key);  // the insert counts the change
+    } else {
+      DTM_MODEL_EPOCH::advance();
+      m_data_root = KIND::VALUE_OPS::make_root(delay, key);
+    }
     return true;
   }
 
