@@ -123,7 +123,17 @@ TEST_F(DtmQueryIndex, AnswersEveryStoredDelayAndMissLikeAStdMap) {
 TEST_F(DtmQueryIndex, RandomModelsAnswerAsTheWalkDoes) {
   for (unsigned seed : {1U, 2U, 3U}) {
     RANDOM_MODEL model = build_random_model(seed, 2000);
-    expect_same_answers(*model.m_root, random_queries(seed + 100, 4000), "built");
+    const std::vector<QUERY> queries = random_queries(seed + 100, 4000);
+    expect_same_answers(*model.m_root, queries, "built");
+    // Started at an inner node: its own index, over its subtree.
+    std::vector<QUERY> inner = queries;
+    for (QUERY& q : inner) {
+      q.m_path = PATH{q.m_path.m_p1, q.m_path.m_p2};
+    }
+    const DTM_NODE* device = model.m_root->get_node(DTM_MAP_DEVICE);
+    ASSERT_NE(device, nullptr);
+    expect_same_answers(*device, inner, "inner node");
+    EXPECT_NE(model.m_root->get_query_index(), device->get_query_index());
     MEM_MANAGER::delete_wrapper(model.m_root);
   }
 }
@@ -326,6 +336,22 @@ TEST_F(DtmQueryIndex, CasesLeftToTheWalkKeepTheirAnswersAndReports) {
       {"path ending at a leaf",
        [](DTM_NODE&) {},
        {micro, {1, 0, 0}, PATH{DTM_MAP_DEVICE, DTM_MICRO}}},
+      {"point-to-point node without directions",
+       [](DTM_NODE& root) {
+         auto* p2p =
+             MEM_MANAGER::new_wrapper<DTM_P2P_NODE>(nullptr, nullptr, nullptr, nullptr, true);
+         root.get_node(DTM_MAP_DEVICE)->add_node(p2p);
+       },
+       {8, {1, 1, 0}, device}},
+      {"point-to-point node with one direction",
+       [](DTM_NODE& root) {
+         auto* p2p =
+             MEM_MANAGER::new_wrapper<DTM_P2P_NODE>(nullptr, nullptr, nullptr, nullptr, true);
+         root.get_node(DTM_MAP_DEVICE)->add_node(p2p);
+         p2p->add_p2p_node_delay(5, in(2), out(2), DTM_NONE);
+         p2p->add_p2p_node_delay(6, in(2), out(2), e(201));
+       },
+       {8, {2, 2, 0}, device}},
       {"second child with the same id",
        [](DTM_NODE& root) {
          auto* second = MEM_MANAGER::new_wrapper<DTM_MICRO_NODE>(true);
@@ -345,6 +371,9 @@ TEST_F(DtmQueryIndex, CasesLeftToTheWalkKeepTheirAnswersAndReports) {
     for (int k = 0; k <= 9; ++k) {
       queries.push_back(QUERY{micro, {k, 0, 0}, device});
       queries.push_back(QUERY{table, {k, k + 1, 0}, device});
+      for (std::size_t p2p = 8; p2p <= 11; ++p2p) {
+        queries.push_back(QUERY{p2p, {k, k, k % 2 == 0 ? 0 : 201}, device});
+      }
     }
     expect_same_answers(root, queries, c.m_name);
   }
