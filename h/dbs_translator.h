@@ -69,6 +69,16 @@ class DBS_TRANSLATOR {
   static DB_OUTPUT_PORT_TYPE find_output_port_type(std::string_view name) noexcept;
   static DB_BURIED_PORT_TYPE find_buried_port_type(std::string_view name) noexcept;
   static CDB_RE_TYPE find_cdb_re_type(std::string_view name) noexcept;
+  // The same probe for a caller that must tell an unknown name apart: true
+  // with `value` set when the enumeration named by the type of `value` holds
+  // the name, false with `value` unchanged otherwise.
+  static bool find_value(std::string_view name, DTM_ENUM& value) noexcept;
+  static bool find_value(std::string_view name, DTM_NODE_ENUM& value) noexcept;
+  static bool find_value(std::string_view name, DB_INPUT_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DB_OUTPUT_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DB_BURIED_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, CDB_RE_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DEV_FAMILY_ENUM& value) noexcept;
 
   static const char* get_debug_string_name(DTM_ENUM value) noexcept;
   static const char* get_debug_string_name(DTM_NODE_ENUM value) noexcept;

@@ -268,6 +268,16 @@ class DBS_TABLE {
   static int find(const char* name) noexcept {
     return name == nullptr ? -1 : find(std::string_view(name));
   }
+  // The value of `text` into `value`, or false with `value` untouched.
+  template <class ENUM>
+  static bool find_value(std::string_view text, ENUM& value) noexcept {
+    const int row = find(text);
+    if (row < 0) {
+      return false;
+    }
+    value = static_cast<ENUM>(DATA.m_rows[static_cast<std::size_t>(row)].m_value);
+    return true;
+  }
 
   static bool exists(const char* name) noexcept { return find(name) >= 0; }
 
@@ -473,4 +483,26 @@ const char* DBS_TRANSLATOR::get_debug_string_name(CDB_RE_TYPE value) noexcept {
 }
 const char* DBS_TRANSLATOR::get_debug_string_name(DEV_FAMILY_ENUM value) noexcept {
   return DEV_FAMILY_TABLE::name_of(value);
+}
+
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_ENUM& value) noexcept {
+  return DTM_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_NODE_ENUM& value) noexcept {
+  return DTM_NODE_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_INPUT_PORT_TYPE& value) noexcept {
+  return INPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_OUTPUT_PORT_TYPE& value) noexcept {
+  return OUTPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_BURIED_PORT_TYPE& value) noexcept {
+  return BURIED_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, CDB_RE_TYPE& value) noexcept {
+  return CDB_RE_TYPE_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DEV_FAMILY_ENUM& value) noexcept {
+  return DEV_FAMILY_TABLE::find_value(name, value);
 }

@@ -10,6 +10,7 @@
 #include "dtm_node_walk.h"
 #include "dtm_output_port_re_node.h"
 #include "dtm_p2p_node.h"
+#include "dtm_query_index.h"
 #include "dtm_rc_node.h"
 #include "dtm_re_input_port_node.h"
 #include "dtm_re_node.h"
@@ -112,9 +113,14 @@ void DTM_CHILD_INDEX::release() noexcept {
 
 // --- Construction, destruction, children ----------------------------------------------
 
-DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
+DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {
+  DTM_MODEL_EPOCH::advance();
+}
 
 DTM_NODE::~DTM_NODE() {
+  DTM_MODEL_EPOCH::advance();
+  MEM_MANAGER::delete_wrapper(m_query_index);
+  m_query_index = nullptr;
   // Everything the node owns is freed from a work list rather than by
   // recursion (a model read from a file can be deeper than the stack allows,
   // through children, point-to-point direction nodes and chains of owned
@@ -183,6 +189,7 @@ DTM_NODE::~DTM_NODE() {
 }
 
 void DTM_NODE::append_child(DTM_NODE* node) {
+  DTM_MODEL_EPOCH::advance();
   const bool in_step = m_child_index.get_covered() == m_nodes.size();
   m_nodes.push_back(node);
   if (in_step) {
@@ -266,6 +273,7 @@ bool DTM_NODE::remove_node(DTM_PATH_DEF) {
   if (p1 != DTM_NODE_NONE) {
     return child->remove_node(p1, p2, p3, p4, p5, p6, p7, p8, p9, DTM_NODE_NONE);
   }
+  DTM_MODEL_EPOCH::advance();
   // The next child with the same id, if any, becomes the first.
   if (m_child_index.get_covered() != m_nodes.size()) {
     rebuild_child_index();
@@ -287,6 +295,7 @@ bool DTM_NODE::remove_node(DTM_PATH_DEF) {
 }
 
 bool DTM_NODE::set_tree_data_root(DTM_TREE_DATA* root) {
+  DTM_MODEL_EPOCH::advance();
   if (root != m_data_root) {
     MEM_MANAGER::delete_wrapper(m_data_root);
     m_data_root = root;
@@ -307,8 +316,42 @@ void DTM_NODE::append_node_to(DTM_NODE* parent) {
     tail = tail->m_linked_node;
   }
   if (dtm_assert(tail != this, "tail != this", k_source)) {
+    DTM_MODEL_EPOCH::advance();
     tail->m_linked_node = this;
   }
+}
+
+// --- Query index ------------------------------------------------------------------
+
+const DTM_QUERY_INDEX* DTM_NODE::get_query_index() const noexcept {
+  return m_query_index != nullptr && m_query_index->is_current() ? m_query_index : nullptr;
+}
+
+const DTM_QUERY_INDEX* DTM_NODE::build_query_index() const {
+  if (m_query_index == nullptr) {
+    m_query_index = MEM_MANAGER::new_wrapper<DTM_QUERY_INDEX>();
+  }
+  m_query_index->build(*this);
+  m_query_walks = 0;
+  return m_query_index;
+}
+
+// A rebuild reads every entry once (about a tenth of a cold walk each), so
+// rebuilding after entries / 8 walks keeps it below the cost of those walks;
+// a model that keeps changing between gets is simply walked.
+const DTM_QUERY_INDEX* DTM_NODE::index_for_get() const {
+  if (!s_query_indexes) {
+    return nullptr;
+  }
+  if (const DTM_QUERY_INDEX* index = get_query_index(); index != nullptr) {
+    return index;
+  }
+  const std::size_t due = k_query_walks_before_build +
+                          (m_query_index != nullptr ? m_query_index->get_entry_count() / 8 : 0);
+  if (++m_query_walks < due) {
+    return nullptr;
+  }
+  return build_query_index();
 }
 
 // --- Copy, scale -------------------------------------------------------------
@@ -468,6 +511,14 @@ typename KIND::VALUE ask_leaf(const DTM_NODE& node, const typename KIND::ARGS& k
 template <class KIND, class FORWARD>
 typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
                                const typename KIND::ARGS& keys, FORWARD forward) {
+  if (KIND::accepts(keys)) {
+    if (const DTM_QUERY_INDEX* index = self.index_for_get(); index != nullptr) {
+      typename KIND::VALUE value;
+      if (index->find<KIND>(path, keys, value)) {
+        return value;
+      }
+    }
+  }
   if (path.empty()) {
     return ask_leaf<KIND>(self, keys);
   }
