@@ -6,10 +6,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "bench_line_lists.h"
 #include "dtm_gen.h"
 #include "msg_sys.h"
 
@@ -54,36 +54,9 @@ std::string line_text(long i) {
   return text;
 }
 
-// The line lists, made once per size and kept for every run of the benchmark.
-class LISTS {
- public:
-  ~LISTS() {
-    for (auto& [count, head] : m_heads) {
-      DTM_LINE_NODE::delete_list(head);
-    }
-  }
-  const DTM_LINE_NODE* get(long count) {
-    DTM_LINE_NODE*& head = m_heads[count];
-    if (head == nullptr) {
-      const DTM_FACTORY factory;
-      DTM_LINE_NODE* tail = nullptr;
-      for (long i = 0; i < count; ++i) {
-        std::string text = line_text(i);
-        tail = factory.parse_a_line(tail, text.data(), static_cast<DTM_SHORT>(i + 1));
-        if (head == nullptr) {
-          head = tail;
-        }
-      }
-    }
-    return head;
-  }
-
- private:
-  std::map<long, DTM_LINE_NODE*> m_heads;
-};
-
-LISTS& lists() {
-  static LISTS instance;
+BENCH_LINE_LISTS& lists() {
+  static BENCH_LINE_LISTS instance(&line_text,
+                                   [](long i) { return static_cast<DTM_SHORT>(i + 1); });
   return instance;
 }
 

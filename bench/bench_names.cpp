@@ -103,6 +103,22 @@ void BM_cdb_re_type_scan_miss(benchmark::State& state) {
   run(state, misses(cdb_names()), scan_cdb);
 }
 
+// The one-probe lookups that the checks and the conversion use.
+void BM_find_dtm_enum_hit(benchmark::State& state) {
+  run(state, dtm_enum_names(), [](const char* n) { return DBS_TRANSLATOR::find_dtm_enum(n); });
+}
+void BM_find_dtm_enum_miss(benchmark::State& state) {
+  run(state, misses(dtm_enum_names()),
+      [](const char* n) { return DBS_TRANSLATOR::find_dtm_enum(n); });
+}
+void BM_find_dtm_node_enum_hit(benchmark::State& state) {
+  run(state, dtm_node_enum_names(),
+      [](const char* n) { return DBS_TRANSLATOR::find_dtm_node_enum(n); });
+}
+void BM_find_cdb_re_type_hit(benchmark::State& state) {
+  run(state, cdb_names(), [](const char* n) { return DBS_TRANSLATOR::find_cdb_re_type(n); });
+}
+
 void BM_dtm_enum_string(benchmark::State& state) {
   int v = 0;
   for (auto _ : state) {
@@ -122,6 +138,10 @@ BENCHMARK(BM_cdb_re_type_hit);
 BENCHMARK(BM_cdb_re_type_miss);
 BENCHMARK(BM_cdb_re_type_scan_hit);
 BENCHMARK(BM_cdb_re_type_scan_miss);
+BENCHMARK(BM_find_dtm_enum_hit);
+BENCHMARK(BM_find_dtm_enum_miss);
+BENCHMARK(BM_find_dtm_node_enum_hit);
+BENCHMARK(BM_find_cdb_re_type_hit);
 BENCHMARK(BM_dtm_enum_string);
 
 }  // namespace

@@ -2,8 +2,8 @@
 // three-level paths (speed grade / block / part), each holding seven typed
 // leaves. Time per get_*_delay for hits drawn at random over the whole model
 // (every lookup misses the caches), over the places of one block and at one
-// place; for misses (absent key, absent level); and per add while the model
-// is built.
+// place; for misses (absent key, absent level); per add while the model is
+// built; and the build of the query index that answers the gets.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "dtm_node.h"
+#include "dtm_query_index.h"
 #include "mem_alloc_sys.h"
 #include "msg_sys.h"
 
@@ -287,6 +288,23 @@ void BM_build(benchmark::State& state) {
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_build)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// Building the query index of the whole model (what the first gets after a
+// change pay once enough walks have run), and its size.
+void BM_build_query_index(benchmark::State& state) {
+  const DTM_NODE& root = *model().m_root;
+  const DTM_QUERY_INDEX* index = nullptr;
+  for (auto _ : state) {
+    index = root.build_query_index();
+  }
+  state.counters["ns_per_delay"] = benchmark::Counter(
+      static_cast<double>(model().m_delays) * static_cast<double>(state.iterations()),
+      benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["bytes_per_delay"] =
+      static_cast<double>(index->get_bytes()) / static_cast<double>(model().m_delays);
+  state.counters["entries"] = static_cast<double>(index->get_entry_count());
+}
+BENCHMARK(BM_build_query_index)->Unit(benchmark::kMillisecond)->Iterations(5);
 
 }  // namespace
 

@@ -20,6 +20,19 @@ void dmf_line(const std::uint8_t* data, std::size_t size);
 // build, then the sectioned build of each device its listing names; every
 // model is dumped and destroyed.
 void dmf_build(const std::uint8_t* data, std::size_t size);
+// A .ddb database given to the model loader (read from an anonymous
+// in-memory file); a model that loads is dumped both ways, compared with
+// itself, asked for delays of every kind, extended and destroyed. Then the
+// roots "p_ref" and "master" are taken together (a clone and its master),
+// used and freed in that order.
+void ddb_load(const std::uint8_t* data, std::size_t size);
+// A .ddb database loaded, the model (or null root) saved, that image loaded
+// again: it must load, give the same model and save to the same bytes.
+void ddb_load_save(const std::uint8_t* data, std::size_t size);
+// DMF text built into a model, saved, loaded and saved again: every image
+// must load, and when the build reported nothing the two images are
+// byte-identical and the models equal.
+void ddb_round_trip(const std::uint8_t* data, std::size_t size);
 
 // The entry that a target name (the directory name under fuzz/regressions)
 // stands for; null for an unknown name.

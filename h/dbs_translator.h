@@ -20,6 +20,8 @@
 // The returned text is static: it stays valid for the life of the program.
 #pragma once
 
+#include <string_view>
+
 #include "dbs_enums.h"
 
 // Number of entries of CDB_RE_TYPE_STRING: every CDB_RE_TYPE up to and
@@ -56,6 +58,27 @@ class DBS_TRANSLATOR {
 
   static bool exists_dev_family_by_string(const char* name) noexcept;
   static DEV_FAMILY_ENUM get_dev_family_by_string(const char* name) noexcept;
+
+  // Name to value in one probe, for callers that convert many names: the
+  // value of get_X_by_string (the fallback for an unknown name), from a name
+  // whose length is known. The register-element form answers as
+  // cdb_re_type_find.
+  static DTM_ENUM find_dtm_enum(std::string_view name) noexcept;
+  static DTM_NODE_ENUM find_dtm_node_enum(std::string_view name) noexcept;
+  static DB_INPUT_PORT_TYPE find_input_port_type(std::string_view name) noexcept;
+  static DB_OUTPUT_PORT_TYPE find_output_port_type(std::string_view name) noexcept;
+  static DB_BURIED_PORT_TYPE find_buried_port_type(std::string_view name) noexcept;
+  static CDB_RE_TYPE find_cdb_re_type(std::string_view name) noexcept;
+  // The same probe for a caller that must tell an unknown name apart: true
+  // with `value` set when the enumeration named by the type of `value` holds
+  // the name, false with `value` unchanged otherwise.
+  static bool find_value(std::string_view name, DTM_ENUM& value) noexcept;
+  static bool find_value(std::string_view name, DTM_NODE_ENUM& value) noexcept;
+  static bool find_value(std::string_view name, DB_INPUT_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DB_OUTPUT_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DB_BURIED_PORT_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, CDB_RE_TYPE& value) noexcept;
+  static bool find_value(std::string_view name, DEV_FAMILY_ENUM& value) noexcept;
 
   static const char* get_debug_string_name(DTM_ENUM value) noexcept;
   static const char* get_debug_string_name(DTM_NODE_ENUM value) noexcept;

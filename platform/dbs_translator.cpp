@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace {
 
@@ -39,14 +40,56 @@ constexpr DBS_TABLE_DATA<N> dbs_table_data(const char* label, std::int32_t bound
   return data;
 }
 
-// FNV-1a: cheap, and good enough on short upper-case tokens.
-constexpr std::uint32_t dbs_hash(std::string_view text) noexcept {
-  std::uint32_t hash = 2166136261u;
-  for (const char c : text) {
-    hash ^= static_cast<unsigned char>(c);
-    hash *= 16777619u;
+// Up to eight bytes of `text`, little-endian: the compiler reads them one
+// by one, the running program in one load when there are eight.
+constexpr std::uint64_t dbs_load(const char* text, std::size_t count) noexcept {
+  if (!std::is_constant_evaluated() && count == 8 && std::endian::native == std::endian::little) {
+    std::uint64_t word;
+    std::memcpy(&word, text, 8);
+    return word;
   }
-  return hash;
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    word |= std::uint64_t{static_cast<unsigned char>(text[i])} << (8 * i);
+  }
+  return word;
+}
+
+constexpr std::uint64_t dbs_mix(std::uint64_t hash, std::uint64_t word) noexcept {
+  hash = (hash ^ word) * 0xFF51AFD7ED558CCDULL;
+  return hash ^ (hash >> 32);
+}
+
+// Eight bytes per multiply, seeded with the length; a name of eight bytes or
+// more ends with its last eight bytes (overlapping the chunk before). The
+// compiler builds the index with the same function that the lookups run.
+constexpr std::uint32_t dbs_hash(std::string_view text) noexcept {
+  const std::size_t size = text.size();
+  const char* data = text.data();
+  std::uint64_t hash = 0x9E3779B97F4A7C15ULL ^ size;
+  if (size >= 8) {
+    for (std::size_t at = 0; at + 8 < size; at += 8) {
+      hash = dbs_mix(hash, dbs_load(data + at, 8));
+    }
+    hash = dbs_mix(hash, dbs_load(data + size - 8, 8));
+  } else {
+    hash = dbs_mix(hash, dbs_load(data, size));
+  }
+  hash *= 0x94D049BB133111EBULL;
+  return static_cast<std::uint32_t>(hash >> 32);
+}
+
+// Equality of two texts of the same `size`, eight bytes at a time.
+inline bool dbs_same(const char* a, const char* b, std::size_t size) noexcept {
+  if (size < 8) {
+    return std::memcmp(a, b, size) == 0;
+  }
+  for (std::size_t at = 0; at + 8 < size; at += 8) {
+    if (dbs_load(a + at, 8) != dbs_load(b + at, 8)) {
+      return false;
+    }
+  }
+  return dbs_load(a + size - 8, 8) == dbs_load(b + size - 8, 8);
 }
 
 // A DMF name: upper-case letters, digits and underscores, not starting with a digit.
@@ -111,9 +154,17 @@ constexpr std::size_t dbs_pool_size(const DBS_TABLE_DATA<N>& data) noexcept {
   return size;
 }
 
+// A slot of the name index: the row's hash and length beside it, so that a
+// probe reads the row's name only when both agree.
+struct DBS_SLOT {
+  std::uint32_t m_hash = 0;
+  std::int16_t m_row = 0;  // row + 1; 0 marks an empty slot
+  std::uint16_t m_size = 0;
+};
+
 template <std::size_t SLOTS, std::size_t RANGE, std::size_t POOL>
 struct DBS_INDEX {
-  std::array<std::int16_t, SLOTS> m_by_name{};  // row + 1; 0 marks an empty slot
+  std::array<DBS_SLOT, SLOTS> m_by_name{};
   // The row of a member, or -1 - (offset of the value's text in m_pool).
   std::array<std::int32_t, RANGE> m_by_value{};
   std::array<char, POOL> m_pool{};  // starts with the text of a value outside the range
@@ -149,10 +200,11 @@ constexpr DBS_INDEX<SLOTS, RANGE, POOL> dbs_build(const DBS_TABLE_DATA<N>& data)
     }
     by_value = static_cast<std::int32_t>(row) + 1;
     // Name index: the first row of a name wins; only an alias may repeat one.
-    std::size_t slot = dbs_hash(name) & (SLOTS - 1);
+    const std::uint32_t hash = dbs_hash(name);
+    std::size_t slot = hash & (SLOTS - 1);
     bool repeated = false;
-    for (; index.m_by_name[slot] != 0; slot = (slot + 1) & (SLOTS - 1)) {
-      if (std::string_view(data.m_rows[index.m_by_name[slot] - 1].m_name) == name) {
+    for (; index.m_by_name[slot].m_row != 0; slot = (slot + 1) & (SLOTS - 1)) {
+      if (std::string_view(data.m_rows[index.m_by_name[slot].m_row - 1].m_name) == name) {
         repeated = true;
         break;
       }
@@ -161,7 +213,8 @@ constexpr DBS_INDEX<SLOTS, RANGE, POOL> dbs_build(const DBS_TABLE_DATA<N>& data)
       index.m_well_formed = false;
     }
     if (!repeated) {
-      index.m_by_name[slot] = static_cast<std::int16_t>(row + 1);
+      index.m_by_name[slot] = {hash, static_cast<std::int16_t>(row + 1),
+                               static_cast<std::uint16_t>(name.size())};
     }
   }
   // Values without a member get their own text.
@@ -195,25 +248,41 @@ constexpr DBS_INDEX<SLOTS, RANGE, POOL> dbs_build(const DBS_TABLE_DATA<N>& data)
 template <const auto& DATA>
 class DBS_TABLE {
  public:
-  // The row of `name`, or -1 when the table does not hold it (or it is null).
-  static int find(const char* name) noexcept {
-    if (name == nullptr) {
-      return -1;
-    }
-    const std::string_view text(name);
-    for (std::size_t slot = dbs_hash(text) & (k_slots - 1); k_index.m_by_name[slot] != 0;
+  // The row of `name`, or -1 when the table does not hold it: one hash over
+  // the name, then the probe compares hashes and lengths before any text.
+  static int find(std::string_view name) noexcept {
+    const std::uint32_t hash = dbs_hash(name);
+    for (std::size_t slot = hash & (k_slots - 1); k_index.m_by_name[slot].m_row != 0;
          slot = (slot + 1) & (k_slots - 1)) {
-      const int row = k_index.m_by_name[slot] - 1;
-      if (text == DATA.m_rows[static_cast<std::size_t>(row)].m_name) {
-        return row;
+      const DBS_SLOT& entry = k_index.m_by_name[slot];
+      if (entry.m_hash == hash && entry.m_size == name.size()) {
+        const int row = entry.m_row - 1;
+        if (dbs_same(name.data(), DATA.m_rows[static_cast<std::size_t>(row)].m_name, name.size())) {
+          return row;
+        }
       }
     }
     return -1;
   }
+  // Also for a null name, which no table holds.
+  static int find(const char* name) noexcept {
+    return name == nullptr ? -1 : find(std::string_view(name));
+  }
+  // The value of `text` into `value`, or false with `value` untouched.
+  template <class ENUM>
+  static bool find_value(std::string_view text, ENUM& value) noexcept {
+    const int row = find(text);
+    if (row < 0) {
+      return false;
+    }
+    value = static_cast<ENUM>(DATA.m_rows[static_cast<std::size_t>(row)].m_value);
+    return true;
+  }
 
   static bool exists(const char* name) noexcept { return find(name) >= 0; }
 
-  static std::int32_t value(const char* name, std::int32_t fallback) noexcept {
+  template <class NAME>
+  static std::int32_t value(NAME name, std::int32_t fallback) noexcept {
     const int row = find(name);
     return row < 0 ? fallback : DATA.m_rows[static_cast<std::size_t>(row)].m_value;
   }
@@ -375,6 +444,25 @@ DEV_FAMILY_ENUM DBS_TRANSLATOR::get_dev_family_by_string(const char* name) noexc
   return static_cast<DEV_FAMILY_ENUM>(DEV_FAMILY_TABLE::value(name, DEV_FAMILY_NONE));
 }
 
+DTM_ENUM DBS_TRANSLATOR::find_dtm_enum(std::string_view name) noexcept {
+  return static_cast<DTM_ENUM>(DTM_ENUM_TABLE::value(name, DTM_NONE));
+}
+DTM_NODE_ENUM DBS_TRANSLATOR::find_dtm_node_enum(std::string_view name) noexcept {
+  return static_cast<DTM_NODE_ENUM>(DTM_NODE_ENUM_TABLE::value(name, DTM_NODE_NONE));
+}
+DB_INPUT_PORT_TYPE DBS_TRANSLATOR::find_input_port_type(std::string_view name) noexcept {
+  return static_cast<DB_INPUT_PORT_TYPE>(INPUT_PORT_TABLE::value(name, DB_MAX_INPUT_PORT_TYPE));
+}
+DB_OUTPUT_PORT_TYPE DBS_TRANSLATOR::find_output_port_type(std::string_view name) noexcept {
+  return static_cast<DB_OUTPUT_PORT_TYPE>(OUTPUT_PORT_TABLE::value(name, DB_MAX_OUTPUT_PORT_TYPE));
+}
+DB_BURIED_PORT_TYPE DBS_TRANSLATOR::find_buried_port_type(std::string_view name) noexcept {
+  return static_cast<DB_BURIED_PORT_TYPE>(BURIED_PORT_TABLE::value(name, DB_MAX_BURIED_PORT_TYPE));
+}
+CDB_RE_TYPE DBS_TRANSLATOR::find_cdb_re_type(std::string_view name) noexcept {
+  return static_cast<CDB_RE_TYPE>(CDB_RE_TYPE_TABLE::value(name, CDB_RE_ILLEGAL_TYPE));
+}
+
 const char* DBS_TRANSLATOR::get_debug_string_name(DTM_ENUM value) noexcept {
   return DTM_ENUM_TABLE::name_of(value);
 }
@@ -395,4 +483,26 @@ const char* DBS_TRANSLATOR::get_debug_string_name(CDB_RE_TYPE value) noexcept {
 }
 const char* DBS_TRANSLATOR::get_debug_string_name(DEV_FAMILY_ENUM value) noexcept {
   return DEV_FAMILY_TABLE::name_of(value);
+}
+
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_ENUM& value) noexcept {
+  return DTM_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DTM_NODE_ENUM& value) noexcept {
+  return DTM_NODE_ENUM_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_INPUT_PORT_TYPE& value) noexcept {
+  return INPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_OUTPUT_PORT_TYPE& value) noexcept {
+  return OUTPUT_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DB_BURIED_PORT_TYPE& value) noexcept {
+  return BURIED_PORT_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, CDB_RE_TYPE& value) noexcept {
+  return CDB_RE_TYPE_TABLE::find_value(name, value);
+}
+bool DBS_TRANSLATOR::find_value(std::string_view name, DEV_FAMILY_ENUM& value) noexcept {
+  return DEV_FAMILY_TABLE::find_value(name, value);
 }

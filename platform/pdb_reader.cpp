@@ -48,6 +48,53 @@ void release_vector(MEM_VECTOR<T>& vector) noexcept {
   MEM_VECTOR<T>().swap(vector);
 }
 
+// The caller frees the roots it was handed in the order it got them (a
+// clone, then its master). A tree whose destructor looks at a non-owned
+// object of a tree handed out before it would then meet freed memory: such
+// a root is refused (and freed with what is not handed out). Links between
+// trees in both directions leave no safe order; a file may hold them, but
+// their roots cannot both be taken.
+void check_claim_order(const PDB_SEGMENT& segment, const PDB_SEGMENT_STATE& s, std::uint32_t root,
+                       std::string_view name) {
+  bool earlier = false;
+  for (const PDB_ROOT_ENTRY& other : s.m_roots) {
+    earlier = earlier || (other.m_claimed && other.m_object != PDB_NO_OWNER);
+  }
+  if (!earlier || s.m_inspected.empty()) {
+    return;
+  }
+  // The root of every object's tree, each owner chain followed once.
+  const std::uint32_t count = static_cast<std::uint32_t>(s.m_owner.size());
+  MEM_VECTOR<std::uint32_t> tree(count, PDB_NO_OWNER);
+  MEM_VECTOR<std::uint32_t> chain;
+  for (std::uint32_t start = 0; start < count; ++start) {
+    std::uint32_t object = start;
+    while (tree[object] == PDB_NO_OWNER && s.m_owner[object] < count) {
+      chain.push_back(object);
+      object = s.m_owner[object];
+    }
+    const std::uint32_t top = tree[object] != PDB_NO_OWNER ? tree[object] : object;
+    tree[object] = top;
+    for (const std::uint32_t below : chain) {
+      tree[below] = top;
+    }
+    chain.clear();
+  }
+  for (const PDB_SEGMENT_STATE::INSPECTED& link : s.m_inspected) {
+    if (tree[link.m_source] != root || tree[link.m_target] == root) {
+      continue;
+    }
+    for (const PDB_ROOT_ENTRY& other : s.m_roots) {
+      if (other.m_claimed && other.m_object == tree[link.m_target]) {
+        segment.fail("root " + std::string(name) + " links to the tree of root " +
+                     std::string(other.m_name.data(), other.m_name.size()) +
+                     ", handed out before it: freeing the roots in the order they were handed out "
+                     "would free the target first");
+      }
+    }
+  }
+}
+
 }  // namespace
 
 PDB_SEGMENT_READER::PDB_SEGMENT_READER(const PDB_ARCHIVE_BASE& archive, PDB_SEGMENT_INFO& info,
@@ -415,6 +462,7 @@ bool PDB_SEGMENT_READER::claim_root(const char* name, const PDB_CLASS_INFO* info
       fail("root " + std::string(wanted) + " is a " + entry.m_class->get_name() + ", not a " +
            info->get_name());
     }
+    check_claim_order(*this, s, root.m_object, wanted);
     root.m_claimed = true;
     *object = entry.m_object;
     return true;

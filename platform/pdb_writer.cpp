@@ -1,7 +1,9 @@
 // Writing a segment file: every object reachable from the roots is numbered
 // through its identity word and written once, in the order it is reached
 // (no recursion); the bytes stream into a temporary file beside the target,
-// which replaces the target only when complete, verified and on disk.
+// which replaces the target only when complete, verified and on disk. The
+// system calls that write go through FIO_FILE_SYSTEM's table, where tests
+// make them fail.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "fio_sys.h"
 #include "pdb_internal.h"
 
 namespace {
@@ -27,14 +30,21 @@ void store_u64(unsigned char* p, std::uint64_t value) {
 }
 
 // Writes everything at `offset` (or the current position when negative);
-// false with errno set on failure.
+// false with errno set on failure. A write that makes no progress is a
+// failure too, so a device that accepts nothing cannot stall the save.
 bool write_all(int fd, const unsigned char* data, std::size_t size, off_t offset = -1) {
+  const FIO_SYSTEM_CALLS& calls = FIO_FILE_SYSTEM::system_calls();
   while (size > 0) {
-    const ssize_t done = offset < 0 ? ::write(fd, data, size) : ::pwrite(fd, data, size, offset);
+    const ssize_t done =
+        offset < 0 ? calls.m_write(fd, data, size) : calls.m_pwrite(fd, data, size, offset);
     if (done < 0) {
       if (errno == EINTR) {
         continue;
       }
+      return false;
+    }
+    if (done == 0) {
+      errno = EIO;
       return false;
     }
     data += done;
@@ -93,7 +103,7 @@ bool PDB_SEGMENT_WRITER::open() {
     return false;
   }
   std::string temp = s.m_path + ".tmp-XXXXXX";
-  const int fd = ::mkstemp(temp.data());
+  const int fd = FIO_FILE_SYSTEM::system_calls().m_mkstemp(temp.data());
   if (fd < 0) {
     return false;
   }
@@ -236,15 +246,19 @@ void PDB_SEGMENT_WRITER::write_objects() {
   store_u64(header + 24, tables_offset);
   store_u32(header + 32, s.m_crc);
   store_u32(header + 36, pdb_crc32(header, 36));
-  if (!write_all(s.m_fd, header, sizeof(header), 0) || ::fsync(s.m_fd) != 0) {
+  const FIO_SYSTEM_CALLS& calls = FIO_FILE_SYSTEM::system_calls();
+  if (!write_all(s.m_fd, header, sizeof(header), 0)) {
     fail(std::string("cannot write: ") + std::strerror(errno));
+  }
+  if (calls.m_fsync(s.m_fd) != 0) {
+    fail(std::string("cannot flush to disk: ") + std::strerror(errno));
   }
   const int fd = s.m_fd;
   s.m_fd = -1;
-  if (::close(fd) != 0) {
+  if (calls.m_close(fd) != 0) {
     fail(std::string("cannot write: ") + std::strerror(errno));
   }
-  if (::rename(s.m_temp_path.c_str(), s.m_path.c_str()) != 0) {
+  if (calls.m_rename(s.m_temp_path.c_str(), s.m_path.c_str()) != 0) {
     fail(std::string("cannot replace the file: ") + std::strerror(errno));
   }
   s.m_temp_path.clear();

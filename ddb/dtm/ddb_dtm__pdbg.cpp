@@ -35,17 +35,21 @@ constexpr std::uint32_t k_leaf_signature = 0x696BF1B3;
 
 // --- Checks of a linked graph ---------------------------------------------------------
 
-// Whether the delay tree below `root` is a valid AVL tree: every balance
-// factor is the height of the right subtree minus that of the left one, and
-// lies in -1 .. 1. The tree's insertion relies on it. Iterative.
-bool is_balanced_tree(const DTM_TREE_DATA* root) {
+// What is wrong with the delay tree below `root`, or null: every balance
+// factor must be the height of the right subtree minus that of the left one,
+// in -1 .. 1 (the tree's insertion relies on it), and the keys must rise
+// strictly in key order (its lookups rely on it: a key out of order or twice
+// would be missed, or found for another). Iterative.
+const char* check_tree(const DTM_TREE_DATA* root) {
+  static const DTM_TREE_DATA_KEY k_no_key;
   struct FRAME {
     const DTM_TREE_DATA* m_node;
     int m_left_height;
     int m_stage;  // 0: left next, 1: right next, 2: both done
   };
   MEM_VECTOR<FRAME> stack;
-  int height = 0;  // of the subtree finished last
+  const DTM_TREE_DATA_KEY* previous = nullptr;  // in key order
+  int height = 0;                               // of the subtree finished last
   if (root != nullptr) {
     stack.push_back(FRAME{root, 0, 0});
   }
@@ -61,6 +65,11 @@ bool is_balanced_tree(const DTM_TREE_DATA* root) {
       }
     }
     if (stack[top].m_stage == 1) {
+      const DTM_TREE_DATA_KEY* key = node->get_key() != nullptr ? node->get_key() : &k_no_key;
+      if (previous != nullptr && previous->order_key(*key) >= 0) {
+        return "the keys of the delay tree of the node are not in order";
+      }
+      previous = key;
       stack[top].m_left_height = height;
       stack[top].m_stage = 2;
       height = 0;
@@ -70,19 +79,21 @@ bool is_balanced_tree(const DTM_TREE_DATA* root) {
       }
     }
     const int left = stack[top].m_left_height;
-    if (node->get_balance_factor() != height - left) {
-      return false;
+    if (node->get_balance_factor() != height - left || height - left < -1 || height - left > 1) {
+      return "the delay tree of the node is not balanced as its balance factors say";
     }
     height = 1 + std::max(left, height);
     stack.pop_back();
   }
-  return true;
+  return nullptr;
 }
 
 // A node as the node operations make them: children that exist and have an
 // id, a balanced delay tree.
 const char* verify_node(const PDB_OBJECT_BASE* object) {
   const DTM_NODE* node = static_cast<const DTM_NODE*>(object);
+  MEM_VECTOR<DTM_NODE_ENUM> ids;
+  ids.reserve(node->get_nodes().size());
   for (const DTM_NODE* child : node->get_nodes()) {
     if (child == nullptr) {
       return "a child of the node is null";
@@ -90,11 +101,15 @@ const char* verify_node(const PDB_OBJECT_BASE* object) {
     if (child->get_id() == DTM_NODE_NONE) {
       return "a child of the node has no id (DTM_NODE_NONE)";
     }
+    ids.push_back(child->get_id());
   }
-  if (!is_balanced_tree(node->get_data_root())) {
-    return "the delay tree of the node is not balanced as its balance factors say";
+  // Lookups find the first child of an id: a second one could never be
+  // reached (the node operations never make one).
+  std::sort(ids.begin(), ids.end());
+  if (std::adjacent_find(ids.begin(), ids.end()) != ids.end()) {
+    return "two children of the node have the same id";
   }
-  return nullptr;
+  return check_tree(node->get_data_root());
 }
 
 const char* verify_line(const PDB_OBJECT_BASE* object) {

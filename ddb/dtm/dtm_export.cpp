@@ -207,22 +207,29 @@ class WRITER {
 };
 
 std::size_t WRITER::count_contents(const DTM_NODE& node) {
-  std::size_t count = node.get_description().empty() ? 0 : 1;
-  if (node.get_data_root() != nullptr) {
-    count += node.get_data_root()->get_node_count();
-  }
-  if (const auto* p2p = dynamic_cast<const DTM_P2P_NODE*>(&node)) {
-    const DTM_NODE* directions[] = {p2p->get_in_out_node(), p2p->get_in_buried_node(),
-                                    p2p->get_buried_out_node(), p2p->get_buried_buried_node()};
-    for (const DTM_NODE* direction : directions) {
-      if (direction != nullptr) {
-        count += count_contents(*direction);
+  // A refused subtree can be as deep as a file allows: count from a work list.
+  std::size_t count = 0;
+  std::vector<const DTM_NODE*> pending{&node};
+  while (!pending.empty()) {
+    const DTM_NODE* current = pending.back();
+    pending.pop_back();
+    count += current->get_description().empty() ? 0 : 1;
+    if (current->get_data_root() != nullptr) {
+      count += current->get_data_root()->get_node_count();
+    }
+    if (const auto* p2p = dynamic_cast<const DTM_P2P_NODE*>(current)) {
+      const DTM_NODE* directions[] = {p2p->get_in_out_node(), p2p->get_in_buried_node(),
+                                      p2p->get_buried_out_node(), p2p->get_buried_buried_node()};
+      for (const DTM_NODE* direction : directions) {
+        if (direction != nullptr) {
+          pending.push_back(direction);
+        }
       }
     }
-  }
-  for (const DTM_NODE* child : node.get_nodes()) {
-    if (child != nullptr) {
-      count += count_contents(*child);
+    for (const DTM_NODE* child : current->get_nodes()) {
+      if (child != nullptr) {
+        pending.push_back(child);
+      }
     }
   }
   return count;

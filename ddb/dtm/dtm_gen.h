@@ -189,6 +189,45 @@ class DTM_FACTORY {
   DTM_LINE_NODE* sort_line_nodes(DTM_LINE_NODE* last) const;
   // ---- End of build pipeline ----
 
+  // ---- Line-to-line memo of checks and conversion ----
+  // Consecutive lines of a file mostly share their parents. A walk over a
+  // list keeps the names of the last line's parents with their node types,
+  // and converts a name again only when it differs from the name at the same
+  // place of the line before. The names stay owned by their line records,
+  // which must outlive the memo.
+  class DTM_PARENT_MEMO {
+   public:
+    DTM_NODE_ENUM convert(DTM_SHORT index, const char* name);
+
+   private:
+    const char* m_names[DTM_PATH_LENGTH] = {};
+    DTM_NODE_ENUM m_values[DTM_PATH_LENGTH] = {};
+  };
+  // What one conversion carries from a delay line to the next: the parents'
+  // memo, and the node that the last path led to while every node on the way
+  // (the root included) is a plain DTM_NODE, so that the next line with the
+  // same path starts there instead of walking the path again.
+  struct DTM_CONVERT_MEMO {
+    DTM_PARENT_MEMO m_parents;
+    DTM_PATH m_path;
+    DTM_NODE* m_target = nullptr;
+  };
+  // A walk along the links asks for the record after `next` while it works
+  // on the current one: `next` itself was asked for one record earlier, so
+  // reading its link costs little, and the record two ahead has the time of
+  // a whole record to arrive.
+  static void prefetch_ahead(const DTM_LINE_NODE* next) {
+    if (next != nullptr) {
+      __builtin_prefetch(next->get_next());
+    }
+  }
+  // The add operation of a delay line's type (what add_micro, add_rc, ... do)
+  // with the memo of a conversion (null: none), for convert; false when the
+  // type has no add operation.
+  bool add_delay_line(DTM_NODE_ENUM type, const DTM_LINE_NODE* line, DTM_NODE* root,
+                      DTM_CONVERT_MEMO* memo) const;
+  // ---- End of line-to-line memo ----
+
  private:
   bool m_update_flag = false;
   DTM_DELAY_TARGET m_delay_target;

@@ -4,9 +4,11 @@
 //
 // One table holds what each node type means here: the add operation its
 // delay lines go to and the typed node a description creates for it.
+#include <array>
 #include <sstream>
 #include <string>
 
+#include "dbs_translator.h"
 #include "dtm_ff_node.h"
 #include "dtm_float_table_node.h"
 #include "dtm_gen.h"
@@ -48,7 +50,7 @@ struct NODE_TYPE_ROW {
   MAKE m_make;
 };
 
-const NODE_TYPE_ROW k_node_types[] = {
+constexpr NODE_TYPE_ROW k_node_types[] = {
     {DTM_P2P, &DTM_FACTORY::add_p2p, &make_p2p},
     {DTM_TABLE, &DTM_FACTORY::add_table, &make_leaf<DTM_TABLE_NODE>},
     {DTM_FLOAT_TABLE, &DTM_FACTORY::add_float_table, &make_leaf<DTM_FLOAT_TABLE_NODE>},
@@ -63,13 +65,18 @@ const NODE_TYPE_ROW k_node_types[] = {
     {DTM_INTEGER, &DTM_FACTORY::add_integer, &make_leaf<DTM_INTEGER_NODE>},
 };
 
-const NODE_TYPE_ROW* find_node_type(DTM_NODE_ENUM type) {
+// The row of every node-type value, found once by the compiler (null: none).
+constexpr auto k_node_type_of = [] {
+  std::array<const NODE_TYPE_ROW*, DTM_NODE_MAX_ENUM + 1> rows{};
   for (const NODE_TYPE_ROW& row : k_node_types) {
-    if (row.m_type == type) {
-      return &row;
-    }
+    rows[static_cast<std::size_t>(row.m_type)] = &row;
   }
-  return nullptr;
+  return rows;
+}();
+
+const NODE_TYPE_ROW* find_node_type(DTM_NODE_ENUM type) {
+  const auto value = static_cast<std::size_t>(type);
+  return value < k_node_type_of.size() ? k_node_type_of[value] : nullptr;
 }
 
 // The failed attach of a description's node, by the length of its parent path.
@@ -104,20 +111,23 @@ DTM_NODE* DTM_FACTORY::convert(const DTM_LINE_NODE* begin, DTM_NODE* root) const
   if (root == nullptr) {
     root = MEM_MANAGER::new_wrapper<DTM_NODE>(DTM_ROOT, true);
   }
+  DTM_CONVERT_MEMO memo;
   for (const DTM_LINE_NODE* line = begin; line != nullptr; line = line->get_next()) {
+    prefetch_ahead(line->get_next());
     if (line->is_description()) {
       add_description(line, root);
       continue;
     }
     const char* type_name = line->get_modifier(0);
-    const NODE_TYPE_ROW* row = find_node_type(DTM_STRING::get_dtm_node_enum(type_name));
+    const NODE_TYPE_ROW* row = find_node_type(DBS_TRANSLATOR::find_dtm_node_enum(type_name));
     if (row == nullptr) {
       std::ostringstream text;
       text << "Bad DMF file: Line " << line->get_line_number()
            << " has an unknown timing node type: " << type_name << std::endl;
       dtm_report(text.str(), k_source);
     } else if (row->m_add != nullptr) {
-      (this->*(row->m_add))(line, root);
+      // What m_add does, with the memo of this conversion.
+      add_delay_line(row->m_type, line, root, &memo);
     }
   }
   return root;

@@ -40,6 +40,9 @@ DTM_SHORT short_size(std::size_t size) {
   return static_cast<DTM_SHORT>(std::min<std::size_t>(size, std::numeric_limits<DTM_SHORT>::max()));
 }
 
+// The number of delay groups of a line.
+DTM_SHORT group_count(const DTM_LINE_NODE& line) { return short_size(line.get_delays().size()); }
+
 // The two value domains of the evaluator.
 struct INTEGER_TRAITS {
   using VALUE = std::int32_t;
@@ -365,6 +368,25 @@ RESULT evaluate(const DTM_LINE_NODE* line, DTM_SHORT* position, DTM_SHORT vec_in
   return evaluation.is_abandoned() ? illegal : result;
 }
 
+// The token at the position when the field there is one plain number that
+// the evaluation would read without any report: the group and the position
+// exist, no cycle is suspected and the token opens no bracket. Null when the
+// evaluation has to run. Most fields are such numbers.
+const char* plain_number(const DTM_LINE_NODE* line, const DTM_SHORT* position,
+                         DTM_SHORT vec_index) {
+  if (line == nullptr || position == nullptr || line->get_marked() || vec_index < 0 ||
+      vec_index >= group_count(*line) || *position < 0 ||
+      *position >= line->get_num_delays(vec_index)) {
+    return nullptr;
+  }
+  const char* token = line->get_delay(vec_index, *position);
+  const MEM_STRING& id = line->get_id();
+  if (token[0] == '(' || (!id.empty() && id == token)) {
+    return nullptr;
+  }
+  return token;
+}
+
 // True when `target` is unset, the line has no list for the group, the
 // group's list is empty, or the list holds the target.
 bool accepts(const DTM_LINE_NODE::GROUPS& lists, DTM_SHORT vec_index,
@@ -380,12 +402,20 @@ bool accepts(const DTM_LINE_NODE::GROUPS& lists, DTM_SHORT vec_index,
 
 std::int32_t DTM_FACTORY::extract_long(const DTM_LINE_NODE* line, DTM_SHORT* position,
                                        DTM_SHORT vec_index) const {
+  if (const char* number = plain_number(line, position, vec_index); number != nullptr) {
+    ++*position;
+    return INTEGER_TRAITS::parse(number);
+  }
   return evaluate(line, position, vec_index, DTM_ILLEGAL_DELAY,
                   [](EVALUATION& evaluation) { return evaluation.value<INTEGER_TRAITS>(); });
 }
 
 double DTM_FACTORY::extract_float(const DTM_LINE_NODE* line, DTM_SHORT* position,
                                   DTM_SHORT vec_index) const {
+  if (const char* number = plain_number(line, position, vec_index); number != nullptr) {
+    ++*position;
+    return FLOAT_TRAITS::parse(number);
+  }
   return evaluate(line, position, vec_index, DTM_ILLEGAL_FLOAT,
                   [](EVALUATION& evaluation) { return evaluation.value<FLOAT_TRAITS>(); });
 }
@@ -399,6 +429,10 @@ bool DTM_FACTORY::extract_bool(const DTM_LINE_NODE* line, DTM_SHORT* position,
 
 DTM_SHORT DTM_FACTORY::choose_delay_group(const DTM_LINE_NODE* line) const {
   if (!dtm_assert(line != nullptr, "node != 0", k_source)) {
+    return 0;
+  }
+  // Without a target every group qualifies: the first, or 0 for no group.
+  if (!m_delay_target.m_bin.has_value() && !m_delay_target.m_version.has_value()) {
     return 0;
   }
   const DTM_SHORT groups = short_size(line->get_delays().size());

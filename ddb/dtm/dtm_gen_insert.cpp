@@ -10,10 +10,13 @@
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "dbs_enums.h"
+#include "dbs_translator.h"
 #include "dtm_gen.h"
 #include "dtm_report.h"
 #include "dtm_string.h"
@@ -84,23 +87,23 @@ KEY convert_key(FAMILY family, const char* text) {
     case FAMILY::NONE:
       return {};
     case FAMILY::DESCRIPTOR: {
-      const DTM_ENUM value = DTM_STRING::get_dtm_enum(text);
+      const DTM_ENUM value = DBS_TRANSLATOR::find_dtm_enum(text);
       return {value, value != DTM_NONE};
     }
     case FAMILY::RE_TYPE: {
-      const CDB_RE_TYPE value = DTM_STRING::get_cdb_re_type_enum(text);
+      const CDB_RE_TYPE value = DBS_TRANSLATOR::find_cdb_re_type(text);
       return {value, value != CDB_RE_ILLEGAL_TYPE};
     }
     case FAMILY::INPUT_PORT: {
-      const DB_INPUT_PORT_TYPE value = DTM_STRING::get_db_input_port_type_enum(text);
+      const DB_INPUT_PORT_TYPE value = DBS_TRANSLATOR::find_input_port_type(text);
       return {value, value != DB_MAX_INPUT_PORT_TYPE};
     }
     case FAMILY::OUTPUT_PORT: {
-      const DB_OUTPUT_PORT_TYPE value = DTM_STRING::get_db_output_port_type_enum(text);
+      const DB_OUTPUT_PORT_TYPE value = DBS_TRANSLATOR::find_output_port_type(text);
       return {value, value != DB_MAX_OUTPUT_PORT_TYPE};
     }
     case FAMILY::BURIED_PORT: {
-      const DB_BURIED_PORT_TYPE value = DTM_STRING::get_db_buried_port_type_enum(text);
+      const DB_BURIED_PORT_TYPE value = DBS_TRANSLATOR::find_buried_port_type(text);
       return {value, value != DB_MAX_BURIED_PORT_TYPE};
     }
     case FAMILY::NUMBER:
@@ -364,6 +367,15 @@ constexpr const INSERT_ROW& find_row(DTM_NODE_ENUM type) {
   return k_rows[0];
 }
 
+// The row of every node-type value, found once by the compiler (null: none).
+constexpr auto k_row_of = [] {
+  std::array<const INSERT_ROW*, DTM_NODE_MAX_ENUM + 1> rows{};
+  for (const INSERT_ROW& row : k_rows) {
+    rows[static_cast<std::size_t>(row.m_type)] = &row;
+  }
+  return rows;
+}();
+
 // ---- The skeleton ----------------------------------------------------------------
 
 int key_count(const INSERT_ROW& row) {
@@ -374,8 +386,77 @@ int key_count(const INSERT_ROW& row) {
   return count;
 }
 
+// The path named by a line's parents (see DTM_FACTORY::get_parent_path),
+// converting the names through the memo when there is one.
+DTM_PATH parent_path(const DTM_LINE_NODE* line, bool check_bound,
+                     DTM_FACTORY::DTM_PARENT_MEMO* memo) {
+  DTM_PATH path;
+  if (line == nullptr) {
+    return path;
+  }
+  const DTM_SHORT parents = line->get_num_parents();
+  for (DTM_SHORT i = 0; i < parents; ++i) {
+    if (i >= DTM_PATH_LENGTH) {
+      dtm_report("too many parents at this line node", k_source);
+      continue;
+    }
+    const char* name = line->get_parent(i);
+    const DTM_NODE_ENUM temp_enum =
+        memo != nullptr ? memo->convert(i, name) : DBS_TRANSLATOR::find_dtm_node_enum(name);
+    if (check_bound) {
+      dtm_assert(temp_enum != DTM_NODE_MAX_ENUM, "temp_enum != DTM_NODE_MAX_ENUM", k_source);
+    }
+    path.m_places[i] = temp_enum;
+  }
+  return path;
+}
+
+bool same_path(const DTM_PATH& a, const DTM_PATH& b) {
+  for (int i = 0; i < DTM_PATH_LENGTH; ++i) {
+    if (a[i] != b[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The node at the end of `path` below `root` when it and every node on the
+// way, `root` included, is a plain DTM_NODE; null otherwise. From such a node
+// an entry point with an empty path does what the root's entry point does
+// with the whole path: plain nodes only pass the call down, level by level,
+// to their first child of each id.
+DTM_NODE* plain_target(DTM_NODE* root, const DTM_PATH& path) {
+  DTM_NODE* node = root;
+  for (int i = 0; node != nullptr; ++i) {
+    if (typeid(*node) != typeid(DTM_NODE)) {
+      return nullptr;
+    }
+    if (i == DTM_PATH_LENGTH || path[i] == DTM_NODE_NONE) {
+      return node;
+    }
+    node = node->get_sub_node(path[i]);
+  }
+  return nullptr;
+}
+
+// The value of a delay line's chosen group.
+VALUE evaluate_line(const DTM_FACTORY& factory, const INSERT_ROW& row, const DTM_LINE_NODE* line) {
+  VALUE value;
+  DTM_SHORT position = 0;
+  const DTM_SHORT group = factory.choose_delay_group(line);
+  if (row.m_value == VALUE_KIND::FLOAT) {
+    value.m_float = factory.extract_float(line, &position, group);
+  } else {
+    value.m_long = factory.extract_long(line, &position, group);
+    if (row.m_check_value) {
+      dtm_assert(value.m_long != DTM_ILLEGAL_DELAY, "delay!=DTM_ILLEGAL_DELAY", k_source);
+    }
+  }
+  return value;
+}
+
 void insert_delay(const DTM_FACTORY& factory, const INSERT_ROW& row, const DTM_LINE_NODE* line,
-                  DTM_NODE* root) {
+                  DTM_NODE* root, DTM_FACTORY::DTM_CONVERT_MEMO* memo) {
   if (!dtm_assert(line != nullptr && root != nullptr, k_null_text, k_source)) {
     return;
   }
@@ -415,27 +496,31 @@ void insert_delay(const DTM_FACTORY& factory, const INSERT_ROW& row, const DTM_L
     dtm_assert(known, check.m_text, k_source);
   }
 
-  const DTM_PATH path = DTM_FACTORY::get_parent_path(line, true);
+  const DTM_PATH path = parent_path(line, true, memo != nullptr ? &memo->m_parents : nullptr);
 
   // The value of the chosen delay group, as it stands.
-  VALUE value;
-  DTM_SHORT position = 0;
-  const DTM_SHORT group = factory.choose_delay_group(line);
-  if (row.m_value == VALUE_KIND::FLOAT) {
-    value.m_float = factory.extract_float(line, &position, group);
-  } else {
-    value.m_long = factory.extract_long(line, &position, group);
-    if (row.m_check_value) {
-      dtm_assert(value.m_long != DTM_ILLEGAL_DELAY, "delay!=DTM_ILLEGAL_DELAY", k_source);
-    }
+  const VALUE value = evaluate_line(factory, row, line);
+
+  // Where the node operations start: at the node the memo holds for this
+  // path, or at the root. A tenth parent is left to the root: the set entry
+  // points walk it, the add entry points do not.
+  DTM_NODE* start = root;
+  DTM_PATH walk = path;
+  const bool memo_path = memo != nullptr && path[DTM_PATH_LENGTH - 1] == DTM_NODE_NONE;
+  const bool known = memo_path && memo->m_target != nullptr && same_path(memo->m_path, path);
+  if (known) {
+    start = memo->m_target;
+    walk = DTM_PATH{};
   }
 
   const STORE& store = row.m_stores[(keys[0].m_buried ? 2 : 0) + (keys[1].m_buried ? 1 : 0)];
-  if (factory.get_update_flag() && store.m_set(*root, value, keys, path)) {
-    return;
-  }
-  if (!store.m_add(*root, value, keys, path)) {
+  const bool stored = factory.get_update_flag() && store.m_set(*start, value, keys, walk);
+  if (!stored && !store.m_add(*start, value, keys, walk)) {
     dtm_report(store.m_failure, k_source);
+  }
+  if (memo_path && !known) {
+    memo->m_path = path;
+    memo->m_target = plain_target(root, path);
   }
 }
 
@@ -443,29 +528,33 @@ template <DTM_NODE_ENUM TYPE>
 void insert(const DTM_FACTORY& factory, const DTM_LINE_NODE* line, DTM_NODE* root) {
   constexpr const INSERT_ROW& row = find_row(TYPE);
   static_assert(row.m_type == TYPE, "no insertion row for this delay type");
-  insert_delay(factory, row, line, root);
+  insert_delay(factory, row, line, root, nullptr);
 }
 
 }  // namespace
 
 DTM_PATH DTM_FACTORY::get_parent_path(const DTM_LINE_NODE* line, bool check_bound) {
-  DTM_PATH path;
-  if (line == nullptr) {
-    return path;
+  return parent_path(line, check_bound, nullptr);
+}
+
+DTM_NODE_ENUM DTM_FACTORY::DTM_PARENT_MEMO::convert(DTM_SHORT index, const char* name) {
+  const auto i = static_cast<std::size_t>(index);
+  if (m_names[i] == nullptr || std::strcmp(m_names[i], name) != 0) {
+    m_names[i] = name;
+    m_values[i] = DBS_TRANSLATOR::find_dtm_node_enum(name);
   }
-  const DTM_SHORT parents = line->get_num_parents();
-  for (DTM_SHORT i = 0; i < parents; ++i) {
-    if (i >= DTM_PATH_LENGTH) {
-      dtm_report("too many parents at this line node", k_source);
-      continue;
-    }
-    const DTM_NODE_ENUM temp_enum = DTM_STRING::get_dtm_node_enum(line->get_parent(i));
-    if (check_bound) {
-      dtm_assert(temp_enum != DTM_NODE_MAX_ENUM, "temp_enum != DTM_NODE_MAX_ENUM", k_source);
-    }
-    path.m_places[i] = temp_enum;
+  return m_values[i];
+}
+
+bool DTM_FACTORY::add_delay_line(DTM_NODE_ENUM type, const DTM_LINE_NODE* line, DTM_NODE* root,
+                                 DTM_CONVERT_MEMO* memo) const {
+  const auto value = static_cast<std::size_t>(type);
+  const INSERT_ROW* row = value < k_row_of.size() ? k_row_of[value] : nullptr;
+  if (row == nullptr) {
+    return false;
   }
-  return path;
+  insert_delay(*this, *row, line, root, memo);
+  return true;
 }
 
 void DTM_FACTORY::add_integer(const DTM_LINE_NODE* line, DTM_NODE* root) const {

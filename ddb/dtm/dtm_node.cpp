@@ -7,8 +7,10 @@
 #include "dtm_float_table_node.h"
 #include "dtm_integer_node.h"
 #include "dtm_micro_node.h"
+#include "dtm_node_walk.h"
 #include "dtm_output_port_re_node.h"
 #include "dtm_p2p_node.h"
+#include "dtm_query_index.h"
 #include "dtm_rc_node.h"
 #include "dtm_re_input_port_node.h"
 #include "dtm_re_node.h"
@@ -111,41 +113,83 @@ void DTM_CHILD_INDEX::release() noexcept {
 
 // --- Construction, destruction, children ----------------------------------------------
 
-DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {}
+DTM_NODE::DTM_NODE(DTM_NODE_ENUM id, bool writable) : m_id(id), m_writable(writable) {
+  DTM_MODEL_EPOCH::advance();
+}
 
 DTM_NODE::~DTM_NODE() {
-  // The subtree is freed without recursion (a model read from a file can be
-  // deeper than the stack allows), in the order a recursive destruction
-  // would take: children in order, each after its own subtree, while every
-  // owner above it is still alive (a node's link may point to an owner).
-  MEM_VECTOR<std::pair<DTM_NODE*, std::size_t>> path;  // node, next child
-  path.emplace_back(this, 0);
-  while (!path.empty()) {
-    auto& [node, next] = path.back();
-    if (next < node->m_nodes.size()) {
-      DTM_NODE* child = node->m_nodes[next++];
-      if (child != nullptr) {
-        path.emplace_back(child, 0);
+  DTM_MODEL_EPOCH::advance();
+  MEM_MANAGER::delete_wrapper(m_query_index);
+  m_query_index = nullptr;
+  // Everything the node owns is freed from a work list rather than by
+  // recursion (a model read from a file can be deeper than the stack allows,
+  // through children, point-to-point direction nodes and chains of owned
+  // linked nodes alike), in the order a recursive destruction takes: a
+  // point-to-point node's direction nodes first, then the children in order,
+  // then the description, the data and the owned linked node, each owned
+  // node after everything it owns, while every owner above it is still alive
+  // (a node's link may point to an owner). A direction node is only emptied
+  // here; its point-to-point node frees it, then holding nothing deep.
+  enum STAGE : unsigned char { DIRECTIONS, CHILDREN, OWN_PARTS, DONE };
+  struct FRAME {
+    DTM_NODE* m_node;
+    std::size_t m_next;  // the next direction or child
+    STAGE m_stage;
+    bool m_free;  // free the node at the end (else only empty it)
+  };
+  MEM_VECTOR<FRAME> work;
+  work.push_back(FRAME{this, 0, CHILDREN, false});
+  while (!work.empty()) {
+    FRAME& frame = work.back();
+    DTM_NODE* node = frame.m_node;
+    if (frame.m_stage == DIRECTIONS) {
+      const auto* p2p = dynamic_cast<const DTM_P2P_NODE*>(node);
+      if (p2p != nullptr && frame.m_next < 4) {
+        DTM_NODE* const directions[] = {p2p->get_in_out_node(), p2p->get_in_buried_node(),
+                                        p2p->get_buried_out_node(), p2p->get_buried_buried_node()};
+        if (DTM_NODE* direction = directions[frame.m_next++]; direction != nullptr) {
+          work.push_back(FRAME{direction, 0, CHILDREN, false});
+        }
+        continue;
+      }
+      frame.m_stage = CHILDREN;
+      frame.m_next = 0;
+      continue;
+    }
+    if (frame.m_stage == CHILDREN) {
+      if (frame.m_next < node->m_nodes.size()) {
+        if (DTM_NODE* child = node->m_nodes[frame.m_next++]; child != nullptr) {
+          work.push_back(FRAME{child, 0, DIRECTIONS, true});
+        }
+        continue;
+      }
+      NODES().swap(node->m_nodes);
+      node->m_child_index.clear();
+      frame.m_stage = OWN_PARTS;
+      continue;
+    }
+    if (frame.m_stage == OWN_PARTS) {
+      frame.m_stage = DONE;
+      MEM_STRING().swap(node->m_description);
+      MEM_MANAGER::delete_wrapper(node->m_data_root);
+      node->m_data_root = nullptr;
+      DTM_NODE* linked = node->m_linked_node;
+      if (linked != nullptr && linked != node && linked->get_version() == 1) {
+        node->m_linked_node = nullptr;
+        work.push_back(FRAME{linked, 0, DIRECTIONS, true});
       }
       continue;
     }
-    DTM_NODE* done = node;
-    path.pop_back();
-    NODES().swap(done->m_nodes);
-    if (done != this) {
-      MEM_MANAGER::delete_wrapper(done);
+    const bool free_node = frame.m_free;
+    work.pop_back();
+    if (free_node) {
+      MEM_MANAGER::delete_wrapper(node);
     }
-  }
-  MEM_STRING().swap(m_description);
-  MEM_MANAGER::delete_wrapper(m_data_root);
-  m_data_root = nullptr;
-  if (m_linked_node != nullptr && m_linked_node->get_version() == 1) {
-    MEM_MANAGER::delete_wrapper(m_linked_node);
-    m_linked_node = nullptr;
   }
 }
 
 void DTM_NODE::append_child(DTM_NODE* node) {
+  DTM_MODEL_EPOCH::advance();
   const bool in_step = m_child_index.get_covered() == m_nodes.size();
   m_nodes.push_back(node);
   if (in_step) {
@@ -229,6 +273,7 @@ bool DTM_NODE::remove_node(DTM_PATH_DEF) {
   if (p1 != DTM_NODE_NONE) {
     return child->remove_node(p1, p2, p3, p4, p5, p6, p7, p8, p9, DTM_NODE_NONE);
   }
+  DTM_MODEL_EPOCH::advance();
   // The next child with the same id, if any, becomes the first.
   if (m_child_index.get_covered() != m_nodes.size()) {
     rebuild_child_index();
@@ -250,6 +295,7 @@ bool DTM_NODE::remove_node(DTM_PATH_DEF) {
 }
 
 bool DTM_NODE::set_tree_data_root(DTM_TREE_DATA* root) {
+  DTM_MODEL_EPOCH::advance();
   if (root != m_data_root) {
     MEM_MANAGER::delete_wrapper(m_data_root);
     m_data_root = root;
@@ -270,41 +316,121 @@ void DTM_NODE::append_node_to(DTM_NODE* parent) {
     tail = tail->m_linked_node;
   }
   if (dtm_assert(tail != this, "tail != this", k_source)) {
+    DTM_MODEL_EPOCH::advance();
     tail->m_linked_node = this;
   }
+}
+
+// --- Query index ------------------------------------------------------------------
+
+const DTM_QUERY_INDEX* DTM_NODE::get_query_index() const noexcept {
+  return m_query_index != nullptr && m_query_index->is_current() ? m_query_index : nullptr;
+}
+
+const DTM_QUERY_INDEX* DTM_NODE::build_query_index() const {
+  if (m_query_index == nullptr) {
+    m_query_index = MEM_MANAGER::new_wrapper<DTM_QUERY_INDEX>();
+  }
+  m_query_index->build(*this);
+  m_query_walks = 0;
+  return m_query_index;
+}
+
+// A rebuild reads every entry once (about a tenth of a cold walk each), so
+// rebuilding after entries / 8 walks keeps it below the cost of those walks;
+// a model that keeps changing between gets is simply walked.
+const DTM_QUERY_INDEX* DTM_NODE::index_for_get() const {
+  if (!s_query_indexes) {
+    return nullptr;
+  }
+  if (const DTM_QUERY_INDEX* index = get_query_index(); index != nullptr) {
+    return index;
+  }
+  const std::size_t due = k_query_walks_before_build +
+                          (m_query_index != nullptr ? m_query_index->get_entry_count() / 8 : 0);
+  if (++m_query_walks < due) {
+    return nullptr;
+  }
+  return build_query_index();
 }
 
 // --- Copy, scale -------------------------------------------------------------
 
 DTM_NODE* DTM_NODE::clone(MEM_SEGMENT* segment, bool recursive, bool copy_data) const {
-  dtm_assert(segment != nullptr, "segment != 0", k_source);
-  DTM_NODE* result = MEM_MANAGER::new_wrapper_in<DTM_NODE>(segment, m_id, true);
+  // Plain nodes below are copied here from a work list rather than by their
+  // own clone, so the depth of the tree costs no stack; the order of the
+  // copies and reports is the recursion's: a node, its children's subtrees
+  // in order, each attached to the copy once its subtree is complete. Other
+  // classes copy themselves (they do not walk children).
+  const auto copy_plain = [segment](const DTM_NODE& node) {
+    dtm_assert(segment != nullptr, "segment != 0", k_source);
+    return MEM_MANAGER::new_wrapper_in<DTM_NODE>(segment, node.m_id, true);
+  };
+  const auto attach = [](DTM_NODE* parent, DTM_NODE* node) {
+    if (!dtm_assert(node != nullptr, "node != 0", k_source)) {
+      return;
+    }
+    if (!dtm_assert(parent->add_node(node), "result->add_node(node)", k_source)) {
+      MEM_MANAGER::delete_wrapper(node);
+    }
+  };
+  DTM_NODE* result = copy_plain(*this);
   if (!recursive) {
     return result;
   }
-  for (const DTM_NODE* child : m_nodes) {
-    if (!dtm_assert(child != nullptr, "node != 0", k_source)) {
+  struct FRAME {
+    const DTM_NODE* m_source;
+    DTM_NODE* m_copy;
+    std::size_t m_next;
+  };
+  MEM_VECTOR<FRAME> stack;
+  stack.push_back(FRAME{this, result, 0});
+  while (!stack.empty()) {
+    FRAME& frame = stack.back();
+    if (frame.m_next < frame.m_source->m_nodes.size()) {
+      const DTM_NODE* child = frame.m_source->m_nodes[frame.m_next++];
+      DTM_NODE* parent = frame.m_copy;
+      if (!dtm_assert(child != nullptr, "node != 0", k_source)) {
+        continue;
+      }
+      if (typeid(*child) == typeid(DTM_NODE)) {
+        stack.push_back(FRAME{child, copy_plain(*child), 0});
+      } else {
+        attach(parent, child->clone(segment, recursive, copy_data));
+      }
       continue;
     }
-    DTM_NODE* node = child->clone(segment, recursive, copy_data);
-    if (!dtm_assert(node != nullptr, "node != 0", k_source)) {
-      continue;
-    }
-    if (!dtm_assert(result->add_node(node), "result->add_node(node)", k_source)) {
-      MEM_MANAGER::delete_wrapper(node);
+    DTM_NODE* done = frame.m_copy;
+    stack.pop_back();
+    if (!stack.empty()) {
+      attach(stack.back().m_copy, done);
     }
   }
   return result;
 }
 
 void DTM_NODE::scale(double factor) {
-  for (DTM_NODE* child : m_nodes) {
-    if (child != nullptr) {
-      child->scale(factor);
+  // Every child's subtree in order, then the node's own data; a
+  // point-to-point node scales its direction nodes only. A work list keeps
+  // that order without recursing.
+  struct FRAME {
+    DTM_CHILD_WALK m_children;
+    DTM_NODE* m_node;
+  };
+  MEM_VECTOR<FRAME> stack;
+  stack.push_back(FRAME{DTM_CHILD_WALK(*this), this});
+  while (!stack.empty()) {
+    FRAME& frame = stack.back();
+    if (DTM_NODE* child = frame.m_children.next(); child != nullptr) {
+      stack.push_back(FRAME{DTM_CHILD_WALK(*child), child});
+      continue;
     }
-  }
-  if (m_data_root != nullptr) {
-    m_data_root->scale(factor);
+    DTM_NODE* node = frame.m_node;
+    const bool p2p = frame.m_children.p2p() != nullptr;
+    stack.pop_back();
+    if (!p2p && node->m_data_root != nullptr) {
+      node->m_data_root->scale(factor);
+    }
   }
 }
 
@@ -385,6 +511,14 @@ typename KIND::VALUE ask_leaf(const DTM_NODE& node, const typename KIND::ARGS& k
 template <class KIND, class FORWARD>
 typename KIND::VALUE get_entry(const DTM_NODE& self, const DTM_PATH& path,
                                const typename KIND::ARGS& keys, FORWARD forward) {
+  if (KIND::accepts(keys)) {
+    if (const DTM_QUERY_INDEX* index = self.index_for_get(); index != nullptr) {
+      typename KIND::VALUE value;
+      if (index->find<KIND>(path, keys, value)) {
+        return value;
+      }
+    }
+  }
   if (path.empty()) {
     return ask_leaf<KIND>(self, keys);
   }

@@ -27,6 +27,7 @@
 
 class DTM_NODE;
 class DTM_TREE_DATA;
+class DTM_QUERY_INDEX;
 
 // Number of places of a path.
 inline constexpr int DTM_PATH_LENGTH = 10;
@@ -297,6 +298,24 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
   // so for each of its directions. Children are not visited.
   void resync_source_with_root(DTM_NODE* root_node, DTM_NODE* source_node) const;
 
+  // The query index of the gets started at this node (dtm_query_index.h):
+  // null unless one is built and no model has changed since.
+  const DTM_QUERY_INDEX* get_query_index() const noexcept;
+  // Builds the query index now (the get entry points build it by themselves
+  // once enough walks have paid for it) and returns it.
+  const DTM_QUERY_INDEX* build_query_index() const;
+  // What a get entry point started here uses: the current index, or null
+  // after counting one more walk; the index is (re)built when the walks
+  // counted since it went stale reach k_query_walks_before_build plus an
+  // eighth of its entries.
+  const DTM_QUERY_INDEX* index_for_get() const;
+  static constexpr std::uint32_t k_query_walks_before_build = 64;
+  // Whether the get entry points use and build query indexes (on by
+  // default). Off, every get walks and no index memory is taken for new
+  // indexes; the indexes already built stay until their nodes go.
+  static void enable_query_indexes(bool enabled) noexcept { s_query_indexes = enabled; }
+  static bool query_indexes_enabled() noexcept { return s_query_indexes; }
+
   const NODES& get_nodes() const noexcept { return m_nodes; }
   DTM_TREE_DATA* get_data_root() const noexcept { return m_data_root; }
   DTM_NODE* get_linked_node() const noexcept { return m_linked_node; }
@@ -328,8 +347,11 @@ class DTM_NODE : public PDB_VIRTUAL_OBJECT<DTM_NODE> {
   DTM_NODE* find_child(DTM_NODE_ENUM id) const;
   void rebuild_child_index() const;
 
-  // Lookup aid beside m_nodes, not persisted.
+  // Lookup aids beside m_nodes, not persisted.
   mutable DTM_CHILD_INDEX m_child_index;
+  mutable DTM_QUERY_INDEX* m_query_index = nullptr;  // owned
+  mutable std::uint32_t m_query_walks = 0;           // walks since the index went stale
+  static inline bool s_query_indexes = true;
 };
 
 // The highest index that get_integer_node_delay looks up.

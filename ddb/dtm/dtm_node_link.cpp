@@ -71,46 +71,73 @@ bool check_called_on_source(const DTM_NODE* source_node, const DTM_NODE* self) {
   return dtm_assert(source_node == self, "source_node == this", k_source);
 }
 
+// The point-to-point part of link_clone: the master is linked as a whole,
+// found by the first direction that holds data; the directions behind it
+// are not looked at.
+void link_point_to_point(DTM_NODE& node, DTM_NODE* original_node) {
+  dtm_assert(node.get_nodes().begin() == node.get_nodes().end(), "m_nodes.begin() == m_nodes.end()",
+             k_source);
+  if (original_node == nullptr) {
+    return;
+  }
+  dtm_assert(original_node->get_nodes().begin() == original_node->get_nodes().end(),
+             "original_node->m_nodes.begin() == original_node->m_nodes.end()", k_source);
+  if (!dtm_assert(as_p2p(original_node) != nullptr,
+                  "typeid(*original_node) == typeid(DTM_P2P_NODE)", k_source)) {
+    return;
+  }
+  for (const P2P_DIRECTION* direction : k_link_order) {
+    if (has_data(direction_of(original_node, *direction))) {
+      dtm_assert(!has_data(direction_of(&node, *direction)), direction->m_link_text, k_source);
+      dtm_assert(node.get_linked_node() == nullptr, "m_linked_node == 0", k_source);
+      original_node->append_node_to(&node);
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 bool DTM_NODE::link_clone(DTM_NODE* original_node) {
-  dtm_assert(original_node != nullptr, "original_node != 0", k_source);
-  if (as_p2p(this) != nullptr) {
-    // The master is linked as a whole, found by the first direction that
-    // holds data; the directions behind it are not looked at.
-    dtm_assert(m_nodes.begin() == m_nodes.end(), "m_nodes.begin() == m_nodes.end()", k_source);
-    if (original_node == nullptr) {
-      return true;
+  // Node by node down the copy, from a work list (a tree of any depth costs
+  // no stack), in the recursion's order: a node's checks, its children's
+  // subtrees in order, then its own link to the master.
+  struct FRAME {
+    DTM_NODE* m_node;
+    DTM_NODE* m_master;
+    std::size_t m_next;
+  };
+  MEM_VECTOR<FRAME> stack;
+  const auto enter = [&stack](DTM_NODE* node, DTM_NODE* master) {
+    dtm_assert(master != nullptr, "original_node != 0", k_source);
+    if (as_p2p(node) != nullptr) {
+      link_point_to_point(*node, master);
+    } else {
+      stack.push_back(FRAME{node, master, 0});
     }
-    dtm_assert(original_node->m_nodes.begin() == original_node->m_nodes.end(),
-               "original_node->m_nodes.begin() == original_node->m_nodes.end()", k_source);
-    if (!dtm_assert(as_p2p(original_node) != nullptr,
-                    "typeid(*original_node) == typeid(DTM_P2P_NODE)", k_source)) {
-      return true;
-    }
-    for (const P2P_DIRECTION* direction : k_link_order) {
-      if (has_data(direction_of(original_node, *direction))) {
-        dtm_assert(!has_data(direction_of(this, *direction)), direction->m_link_text, k_source);
-        dtm_assert(m_linked_node == nullptr, "m_linked_node == 0", k_source);
-        original_node->append_node_to(this);
-        return true;
+  };
+  enter(this, original_node);
+  while (!stack.empty()) {
+    FRAME& frame = stack.back();
+    if (frame.m_next < frame.m_node->m_nodes.size()) {
+      DTM_NODE* child = frame.m_node->m_nodes[frame.m_next++];
+      if (dtm_assert(child != nullptr, "node != 0", k_source)) {
+        enter(child, frame.m_master != nullptr
+                         ? frame.m_master->get_sub_node(child->m_id, DTM_NODE_NONE)
+                         : nullptr);
       }
+      continue;
     }
-    return true;
-  }
-  for (DTM_NODE* child : m_nodes) {
-    if (dtm_assert(child != nullptr, "node != 0", k_source)) {
-      child->link_clone(original_node != nullptr
-                            ? original_node->get_sub_node(child->m_id, DTM_NODE_NONE)
-                            : nullptr);
+    DTM_NODE* node = frame.m_node;
+    DTM_NODE* master = frame.m_master;
+    stack.pop_back();
+    if (!has_data(master)) {
+      continue;
     }
+    dtm_assert(node->m_data_root == nullptr, "m_data_root == 0", k_source);
+    dtm_assert(node->m_linked_node == nullptr, "m_linked_node == 0", k_source);
+    master->append_node_to(node);
   }
-  if (!has_data(original_node)) {
-    return true;
-  }
-  dtm_assert(m_data_root == nullptr, "m_data_root == 0", k_source);
-  dtm_assert(m_linked_node == nullptr, "m_linked_node == 0", k_source);
-  original_node->append_node_to(this);
   return true;
 }
 

@@ -9,6 +9,7 @@
 
 #include <ostream>
 #include <string_view>
+#include <type_traits>
 
 #include "dtm_typed_node.h"
 
@@ -27,6 +28,8 @@ struct DTM_P2P_DIRECTION_KIND : DTM_KIND_ROW<DIRECTION, ID, int, SRC, DST, DTM_E
   using SOURCE = SRC;
   using TARGET = DST;
   static constexpr const char* k_source = "dtm_p2p_node";
+  // 11 to 14, after the ten leaf kinds.
+  static constexpr unsigned k_query_code = 11U + static_cast<unsigned>(ID - DTM_P2P_IN_BURIED);
   static constexpr bool k_condition_last = true;
   static constexpr bool k_checks_writable = false;
 };
@@ -191,6 +194,13 @@ struct DTM_P2P_KIND : DTM_KIND_ROW<DTM_P2P_NODE, DTM_P2P, int, SRC, DST, DTM_ENU
   using ARGS = typename DTM_KIND_ROW<DTM_P2P_NODE, DTM_P2P, int, SRC, DST, DTM_ENUM>::ARGS;
   static constexpr const char* k_source = "dtm_p2p_node";
   static constexpr const char* k_class_text = "typeid(*node) == typeid(DTM_P2P_NODE)";
+  // The query index numbers the directions, not the point-to-point node.
+  static constexpr unsigned k_query_code =
+      std::is_same_v<SRC, DB_INPUT_PORT_TYPE>
+          ? (std::is_same_v<DST, DB_BURIED_PORT_TYPE> ? DTM_P2P_IN_BURIED_KIND::k_query_code
+                                                      : DTM_P2P_IN_OUT_KIND::k_query_code)
+          : (std::is_same_v<DST, DB_OUTPUT_PORT_TYPE> ? DTM_P2P_BURIED_OUT_KIND::k_query_code
+                                                      : DTM_P2P_BURIED_BURIED_KIND::k_query_code);
 
   static int leaf_get(const DTM_P2P_NODE& leaf, const ARGS& k) {
     return leaf.get_p2p_node_delay(std::get<0>(k), std::get<1>(k), std::get<2>(k));

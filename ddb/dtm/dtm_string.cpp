@@ -1,10 +1,11 @@
-// DTM_STRING: enumeration names through the translator. Name to value asks
-// whether the translator knows the name before converting it, and gives the
-// enumeration's fallback otherwise.
+// DTM_STRING: enumeration names through the translator. Name to value gives
+// the value of a known name and the enumeration's fallback otherwise.
 #include "dtm_string.h"
 
 #include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -33,41 +34,28 @@ const char* DTM_STRING::get_dtm_node_enum_string(int value) noexcept {
   return get_dtm_node_enum_string(static_cast<DTM_NODE_ENUM>(value));
 }
 
-namespace {
-
-// Every name-to-value query has one shape: ask a translator whether it knows
-// the name, convert it if so, else give the enumeration's fallback.
-template <class ENUM>
-ENUM exists_then_get(const char* name, bool (*exists)(const char*) noexcept,
-                     ENUM (*get)(const char*) noexcept, ENUM fallback) noexcept {
-  return exists(name) ? get(name) : fallback;
-}
-
-}  // namespace
-
+// Each conversion is one probe of the translator's table: its get answers
+// the value of a known name and the enumeration's fallback for any other
+// (an unknown or null name), which is what asking whether the name exists
+// first would give, at the price of a second probe.
 DTM_ENUM DTM_STRING::get_dtm_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_dtm_enum_by_string,
-                         &DBS_TRANSLATOR::get_dtm_enum_by_string, DTM_NONE);
+  return DBS_TRANSLATOR::get_dtm_enum_by_string(name);
 }
 
 DTM_NODE_ENUM DTM_STRING::get_dtm_node_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_dtm_node_enum_by_string,
-                         &DBS_TRANSLATOR::get_dtm_node_enum_by_string, DTM_NODE_NONE);
+  return DBS_TRANSLATOR::get_dtm_node_enum_by_string(name);
 }
 
 DB_INPUT_PORT_TYPE DTM_STRING::get_db_input_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_input_port_type_by_string,
-                         &DBS_TRANSLATOR::get_input_port_type_by_string, DB_MAX_INPUT_PORT_TYPE);
+  return DBS_TRANSLATOR::get_input_port_type_by_string(name);
 }
 
 DB_OUTPUT_PORT_TYPE DTM_STRING::get_db_output_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_output_port_type_by_string,
-                         &DBS_TRANSLATOR::get_output_port_type_by_string, DB_MAX_OUTPUT_PORT_TYPE);
+  return DBS_TRANSLATOR::get_output_port_type_by_string(name);
 }
 
 DB_BURIED_PORT_TYPE DTM_STRING::get_db_buried_port_type_enum(const char* name) noexcept {
-  return exists_then_get(name, &DBS_TRANSLATOR::exists_buried_port_type_by_string,
-                         &DBS_TRANSLATOR::get_buried_port_type_by_string, DB_MAX_BURIED_PORT_TYPE);
+  return DBS_TRANSLATOR::get_buried_port_type_by_string(name);
 }
 
 // No translator: the register-element names are searched in CDB_RE_TYPE_STRING
@@ -108,9 +96,43 @@ const std::string* element(const STRINGS& strings, std::size_t k) {
 }
 
 // The name of descriptor `k`: null (reported) when the element is null.
-const char* descriptor(const STRINGS& strings, std::size_t k) {
+const std::string* descriptor(const STRINGS& strings, std::size_t k) {
   const std::string* name = element(strings, k);
-  return dtm_assert(name != nullptr, "temp_str != 0", k_source) ? name->c_str() : nullptr;
+  return dtm_assert(name != nullptr, "temp_str != 0", k_source) ? name : nullptr;
+}
+
+// A name of a query in the enumeration of `value`'s type, in one probe of
+// the translator with the length the string already knows: true and `value`
+// set when the enumeration holds it. The name is what the string's C text
+// holds, so a string with a NUL inside (which no table name matches whole)
+// is asked again up to that NUL.
+template <class ENUM>
+bool find_name(const std::string& name, ENUM& value) noexcept {
+  if (DBS_TRANSLATOR::find_value(std::string_view(name), value)) {
+    return true;
+  }
+  return name.find('\0') != std::string::npos &&
+         DBS_TRANSLATOR::find_value(std::string_view(name.c_str()), value);
+}
+
+// The value of a name, or the enumeration's fallback.
+template <class ENUM>
+ENUM convert(const std::string& name, ENUM fallback) noexcept {
+  ENUM value = fallback;
+  find_name(name, value);
+  return value;
+}
+
+DTM_ENUM as_enum(const std::string& name) noexcept { return convert(name, DTM_NONE); }
+CDB_RE_TYPE as_re(const std::string& name) noexcept { return convert(name, CDB_RE_ILLEGAL_TYPE); }
+DB_BURIED_PORT_TYPE as_buried(const std::string& name) noexcept {
+  return convert(name, DB_MAX_BURIED_PORT_TYPE);
+}
+DB_OUTPUT_PORT_TYPE as_output(const std::string& name) noexcept {
+  return convert(name, DB_MAX_OUTPUT_PORT_TYPE);
+}
+DB_INPUT_PORT_TYPE as_input(const std::string& name) noexcept {
+  return convert(name, DB_MAX_INPUT_PORT_TYPE);
 }
 
 // What an arm works with.
@@ -118,22 +140,22 @@ struct QUERY {
   const STRINGS& m_strings;
   const DTM_NODE& m_node;
   DTM_PATH m_path;
-  // The element that may hold the type's optional descriptor, or 0 when the
-  // query does not give it.
-  std::size_t m_optional;
+  // Whether the query gives the type's optional descriptor, and its value.
+  bool m_has_optional;
+  DTM_ENUM m_optional;
 };
 
 // Reads descriptors 1, 2, ... of the query in order, converts each with its
 // function and calls `lookup` with the values; stops at a null descriptor.
 template <class VALUE, class LOOKUP, class... CONVERT, std::size_t... I>
 VALUE ask_in_order(const QUERY& q, LOOKUP lookup, std::index_sequence<I...>, CONVERT... convert) {
-  std::tuple<std::invoke_result_t<CONVERT, const char*>...> values{};
+  std::tuple<std::invoke_result_t<CONVERT, const std::string&>...> values{};
   const bool complete = ([&] {
-    const char* name = descriptor(q.m_strings, I + 1);
+    const std::string* name = descriptor(q.m_strings, I + 1);
     if (name == nullptr) {
       return false;
     }
-    std::get<I>(values) = convert(name);
+    std::get<I>(values) = convert(*name);
     return true;
   }() && ...);
   return complete ? std::apply(lookup, values) : failure_value<VALUE>();
@@ -144,26 +166,24 @@ VALUE ask(const QUERY& q, LOOKUP lookup, CONVERT... convert) {
   return ask_in_order<VALUE>(q, lookup, std::index_sequence_for<CONVERT...>{}, convert...);
 }
 
-const char* as_name(const char* name) noexcept { return name; }
+const std::string* as_name(const std::string& name) noexcept { return &name; }
 
 // The optional DTM_ENUM descriptor, or `absent` when the query has none.
 DTM_ENUM optional_descriptor(const QUERY& q, DTM_ENUM absent) {
-  return q.m_optional != 0 ? DTM_STRING::get_dtm_enum(q.m_strings[q.m_optional]->c_str()) : absent;
+  return q.m_has_optional ? q.m_optional : absent;
 }
 
 // A point-to-point source is an input port, else a buried port; a target an
 // output port, else a buried port. `next` receives the typed value.
 template <class NEXT>
-std::int32_t as_source(const char* name, NEXT next) {
-  const DB_INPUT_PORT_TYPE input = DTM_STRING::get_db_input_port_type_enum(name);
-  return input != DB_MAX_INPUT_PORT_TYPE ? next(input)
-                                         : next(DTM_STRING::get_db_buried_port_type_enum(name));
+std::int32_t as_source(const std::string* name, NEXT next) {
+  const DB_INPUT_PORT_TYPE input = as_input(*name);
+  return input != DB_MAX_INPUT_PORT_TYPE ? next(input) : next(as_buried(*name));
 }
 template <class NEXT>
-std::int32_t as_target(const char* name, NEXT next) {
-  const DB_OUTPUT_PORT_TYPE output = DTM_STRING::get_db_output_port_type_enum(name);
-  return output != DB_MAX_OUTPUT_PORT_TYPE ? next(output)
-                                           : next(DTM_STRING::get_db_buried_port_type_enum(name));
+std::int32_t as_target(const std::string* name, NEXT next) {
+  const DB_OUTPUT_PORT_TYPE output = as_output(*name);
+  return output != DB_MAX_OUTPUT_PORT_TYPE ? next(output) : next(as_buried(*name));
 }
 
 template <class VALUE>
@@ -174,15 +194,15 @@ struct QUERY_ARM {
   VALUE (*m_lookup)(const QUERY&);
 };
 
-constexpr auto k_enum = &DTM_STRING::get_dtm_enum;
-constexpr auto k_re = &DTM_STRING::get_cdb_re_type_enum;
+constexpr auto k_enum = &as_enum;
+constexpr auto k_re = &as_re;
 
 const QUERY_ARM<std::int32_t> k_delay_arms[] = {
     {DTM_P2P, 3, false,
      [](const QUERY& q) {
        return ask<std::int32_t>(
            q,
-           [&](const char* source, const char* target) {
+           [&](const std::string* source, const std::string* target) {
              return as_source(source, [&](auto src) {
                return as_target(target, [&](auto dst) {
                  return q.m_node.get_p2p_node_delay(src, dst, DTM_NONE, DTM_PATH_SPREAD(q.m_path));
@@ -235,7 +255,7 @@ const QUERY_ARM<std::int32_t> k_delay_arms[] = {
            [&](DB_BURIED_PORT_TYPE port, DTM_ENUM kind) {
              return q.m_node.get_ff_node_delay(port, kind, DTM_PATH_SPREAD(q.m_path));
            },
-           &DTM_STRING::get_db_buried_port_type_enum, k_enum);
+           &as_buried, k_enum);
      }},
     {DTM_OUTPUT_PORT_RE, 3, false,
      [](const QUERY& q) {
@@ -244,7 +264,7 @@ const QUERY_ARM<std::int32_t> k_delay_arms[] = {
            [&](DB_OUTPUT_PORT_TYPE port, CDB_RE_TYPE re) {
              return q.m_node.get_port_re_node_delay(port, re, DTM_PATH_SPREAD(q.m_path));
            },
-           &DTM_STRING::get_db_output_port_type_enum, k_re);
+           &as_output, k_re);
      }},
     {DTM_RE_INPUT_PORT, 3, false,
      [](const QUERY& q) {
@@ -253,7 +273,7 @@ const QUERY_ARM<std::int32_t> k_delay_arms[] = {
            [&](CDB_RE_TYPE re, DB_INPUT_PORT_TYPE port) {
              return q.m_node.get_re_port_node_delay(re, port, DTM_PATH_SPREAD(q.m_path));
            },
-           k_re, &DTM_STRING::get_db_input_port_type_enum);
+           k_re, &as_input);
      }},
 };
 
@@ -291,7 +311,7 @@ VALUE run_query(const STRINGS* strings, const DTM_NODE* node, const DTM_TCL_REPO
   if (strings->empty() || strings->front() == nullptr) {
     return failure_value<VALUE>();
   }
-  const DTM_NODE_ENUM type = DTM_STRING::get_dtm_node_enum(strings->front()->c_str());
+  const DTM_NODE_ENUM type = convert(*strings->front(), DTM_NODE_NONE);
   if (!dtm_assert(type >= DTM_P2P && type <= DTM_RE_INPUT_PORT, "Unrecognized node type",
                   k_source)) {
     return failure_value<VALUE>();
@@ -309,23 +329,25 @@ VALUE run_query(const STRINGS* strings, const DTM_NODE* node, const DTM_TCL_REPO
   // An optional descriptor is told from a map type by its name: it is one
   // when it names a DTM_ENUM member (no map type does).
   std::size_t first_map = arm->m_first_map;
-  std::size_t optional = 0;
+  bool has_optional = false;
+  DTM_ENUM optional = DTM_NONE;
   if (arm->m_has_optional && strings->size() > first_map) {
     const std::string* name = (*strings)[first_map];
     if (!dtm_assert(name != nullptr, "temp_str != 0", k_source)) {
       return failure_value<VALUE>();
     }
-    if (DBS_TRANSLATOR::exists_dtm_enum_by_string(name->c_str())) {
-      optional = first_map++;
+    if (find_name(*name, optional)) {
+      has_optional = true;
+      ++first_map;
     }
   }
   DTM_PATH path;
   for (std::size_t k = first_map; k < strings->size() && k - first_map < DTM_PATH_LENGTH; ++k) {
     if (const std::string* name = (*strings)[k]; name != nullptr) {
-      path.m_places[k - first_map] = DTM_STRING::get_dtm_node_enum(name->c_str());
+      path.m_places[k - first_map] = convert(*name, DTM_NODE_NONE);
     }
   }
-  return arm->m_lookup(QUERY{*strings, *node, path, optional});
+  return arm->m_lookup(QUERY{*strings, *node, path, has_optional, optional});
 }
 
 }  // namespace

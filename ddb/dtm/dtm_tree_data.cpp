@@ -136,6 +136,7 @@ DTM_TREE_DATA::DTM_TREE_DATA(KEY* key) noexcept {
 }
 
 DTM_TREE_DATA::~DTM_TREE_DATA() {
+  DTM_MODEL_EPOCH::advance();
   destroy_subtree(m_left);
   m_left = nullptr;
   destroy_subtree(m_right);
@@ -173,6 +174,7 @@ std::size_t DTM_TREE_DATA::get_node_count() const noexcept {
 }
 
 DTM_TREE_DATA* DTM_TREE_DATA::insert(DTM_TREE_DATA* new_node, bool* inserted) {
+  DTM_MODEL_EPOCH::advance();
   if (inserted != nullptr) {
     *inserted = false;
   }
@@ -365,6 +367,7 @@ DTM_TREE_DATA* DTM_TREE_DATA::copy_node(MEM_SEGMENT* segment) const {
 void DTM_TREE_DATA::scale(double) { dtm_report("Scaling impossible", k_source); }
 
 void DTM_TREE_DATA::scale_tree(double factor) {
+  DTM_MODEL_EPOCH::advance();
   auto scaler = [factor](DTM_TREE_DATA& node) { node.scale_value(factor); };
   walk_in_order(this, scaler);
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <ostream>
 #include <string>
 
@@ -12,6 +13,19 @@
 #include "dtm_types.h"
 #include "mem_alloc_sys.h"
 #include "pdb_sys.h"
+
+// A count of the changes made to any model: every operation that can change
+// what a lookup answers (a value, an entry, a node, a link) advances it. The
+// query indexes (dtm_query_index.h) remember the count they were built at and
+// are not used once it has moved.
+class DTM_MODEL_EPOCH {
+ public:
+  static std::uint64_t get() noexcept { return s_count; }
+  static void advance() noexcept { ++s_count; }
+
+ private:
+  static inline std::uint64_t s_count = 0;
+};
 
 class DTM_TREE_DATA : public PDB_VIRTUAL_OBJECT<DTM_TREE_DATA> {
  public:
@@ -199,6 +213,7 @@ class DTM_TREE_INT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_INT_DATA, int> {
   void serialize(PDB_SEGMENT& segment) override;
   int get_int_data() const override { return m_int_data; }
   bool set_int_data(int value) override {
+    DTM_MODEL_EPOCH::advance();
     m_int_data = value;
     return true;
   }
@@ -228,6 +243,7 @@ class DTM_TREE_FLOAT_DATA : public DTM_TREE_LEAF_DATA<DTM_TREE_FLOAT_DATA, doubl
   void serialize(PDB_SEGMENT& segment) override;
   double get_float_data() const override { return m_float_data; }
   bool set_float_data(double value) override {
+    DTM_MODEL_EPOCH::advance();
     m_float_data = value;
     return true;
   }

@@ -150,6 +150,8 @@ enum DTM_LEAF_OP : unsigned { DTM_LEAF_GET = 1U, DTM_LEAF_SET = 2U, DTM_LEAF_ADD
 //                      nothing)
 //   k_class_text       what DTM_NODE reports for a child that carries the
 //                      kind's id but is not of the leaf class
+//   k_query_code       the kind's number in the query index (1 to 14, one per
+//                      leaf kind and point-to-point direction)
 //   accepts(keys)      whether DTM_NODE asks the leaf at all
 template <class LEAF_T, DTM_NODE_ENUM KIND, class VALUE_T, class... KEYS>
 struct DTM_KIND_ROW {
@@ -190,6 +192,7 @@ class DTM_INTEGER_NODE;
 inline constexpr unsigned DTM_LEAF_ALL_OPS = DTM_LEAF_GET | DTM_LEAF_SET | DTM_LEAF_ADD;
 
 struct DTM_MICRO_KIND : DTM_KIND_ROW<DTM_MICRO_NODE, DTM_MICRO, int, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 1;
   static constexpr const char* k_source = "dtm_micro_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ALL_OPS;
   static constexpr const char* k_link_text = "micro_node->m_linked_node->get_id() == DTM_MICRO";
@@ -197,6 +200,7 @@ struct DTM_MICRO_KIND : DTM_KIND_ROW<DTM_MICRO_NODE, DTM_MICRO, int, DTM_ENUM> {
 };
 
 struct DTM_TABLE_KIND : DTM_KIND_ROW<DTM_TABLE_NODE, DTM_TABLE, int, DTM_ENUM, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 2;
   static constexpr const char* k_source = "dtm_table_node";
   static constexpr const char* k_link_text = "table_node->m_linked_node->get_id() == DTM_TABLE";
   static constexpr const char* k_class_text = "typeid(*node) == typeid(DTM_TABLE_NODE)";
@@ -204,6 +208,7 @@ struct DTM_TABLE_KIND : DTM_KIND_ROW<DTM_TABLE_NODE, DTM_TABLE, int, DTM_ENUM, D
 
 struct DTM_FLOAT_TABLE_KIND
     : DTM_KIND_ROW<DTM_FLOAT_TABLE_NODE, DTM_FLOAT_TABLE, double, DTM_ENUM, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 3;
   static constexpr const char* k_source = "dtm_float_table_node";
   // The integer sentinel's value, not DTM_ILLEGAL_FLOAT.
   static constexpr double k_missing = DTM_ILLEGAL_TABLE_FLOAT;
@@ -213,6 +218,7 @@ struct DTM_FLOAT_TABLE_KIND
 };
 
 struct DTM_FF_KIND : DTM_KIND_ROW<DTM_FF_NODE, DTM_FF, int, DB_BURIED_PORT_TYPE, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 4;
   static constexpr const char* k_source = "dtm_ff_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ALL_OPS;
   static constexpr const char* k_link_text = "ff_node->m_linked_node->get_id() == DTM_FF";
@@ -220,6 +226,7 @@ struct DTM_FF_KIND : DTM_KIND_ROW<DTM_FF_NODE, DTM_FF, int, DB_BURIED_PORT_TYPE,
 };
 
 struct DTM_RE_KIND : DTM_KIND_ROW<DTM_RE_NODE, DTM_RE, int, CDB_RE_TYPE> {
+  static constexpr unsigned k_query_code = 5;
   static constexpr const char* k_source = "dtm_re_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ADD;
   static constexpr const char* k_link_text = "re_node->m_linked_node->get_id() == DTM_RE";
@@ -228,6 +235,7 @@ struct DTM_RE_KIND : DTM_KIND_ROW<DTM_RE_NODE, DTM_RE, int, CDB_RE_TYPE> {
 
 struct DTM_RE_TABLE_KIND
     : DTM_KIND_ROW<DTM_RE_TABLE_NODE, DTM_RE_TABLE, int, CDB_RE_TYPE, CDB_RE_TYPE, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 6;
   static constexpr const char* k_source = "dtm_re_table_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ADD;
   static constexpr bool k_condition_last = true;
@@ -237,6 +245,7 @@ struct DTM_RE_TABLE_KIND
 
 struct DTM_RE_INPUT_PORT_KIND : DTM_KIND_ROW<DTM_RE_INPUT_PORT_NODE, DTM_RE_INPUT_PORT, int,
                                              CDB_RE_TYPE, DB_INPUT_PORT_TYPE> {
+  static constexpr unsigned k_query_code = 7;
   static constexpr const char* k_source = "dtm_re_input_port_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ADD;
   static constexpr const char* k_link_text =
@@ -246,6 +255,7 @@ struct DTM_RE_INPUT_PORT_KIND : DTM_KIND_ROW<DTM_RE_INPUT_PORT_NODE, DTM_RE_INPU
 
 struct DTM_OUTPUT_PORT_RE_KIND : DTM_KIND_ROW<DTM_OUTPUT_PORT_RE_NODE, DTM_OUTPUT_PORT_RE, int,
                                               DB_OUTPUT_PORT_TYPE, CDB_RE_TYPE> {
+  static constexpr unsigned k_query_code = 8;
   static constexpr const char* k_source = "dtm_output_port_re_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ADD;
   static constexpr const char* k_link_text =
@@ -254,6 +264,7 @@ struct DTM_OUTPUT_PORT_RE_KIND : DTM_KIND_ROW<DTM_OUTPUT_PORT_RE_NODE, DTM_OUTPU
 };
 
 struct DTM_RC_KIND : DTM_KIND_ROW<DTM_RC_NODE, DTM_RC, double, CDB_RE_TYPE, DTM_ENUM, DTM_ENUM> {
+  static constexpr unsigned k_query_code = 9;
   static constexpr const char* k_source = "dtm_rc_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_ALL_OPS;
   static constexpr const char* k_link_text = "rc_node->m_linked_node->get_id() == DTM_RC";
@@ -261,6 +272,7 @@ struct DTM_RC_KIND : DTM_KIND_ROW<DTM_RC_NODE, DTM_RC, double, CDB_RE_TYPE, DTM_
 };
 
 struct DTM_INTEGER_KIND : DTM_KIND_ROW<DTM_INTEGER_NODE, DTM_INTEGER, int, DTM_ENUM, int> {
+  static constexpr unsigned k_query_code = 10;
   static constexpr const char* k_source = "dtm_integer_node";
   static constexpr unsigned k_path_reports = DTM_LEAF_SET;
   static constexpr const char* k_link_text = "integer_node->m_linked_node->get_id() == DTM_INTEGER";
@@ -316,8 +328,12 @@ class DTM_TYPED_NODE : public DTM_NODE {
       }
     }
     const DTM_TREE_DATA_KEY key = dtm_key_parts<KIND>(keys).make_key();
-    m_data_root = m_data_root != nullptr ? KIND::VALUE_OPS::add(*m_data_root, delay, key)
-                                         : KIND::VALUE_OPS::make_root(delay, key);
+    if (m_data_root != nullptr) {
+      m_data_root = KIND::VALUE_OPS::add(*m_data_root, delay, key);  // the insert counts the change
+    } else {
+      DTM_MODEL_EPOCH::advance();
+      m_data_root = KIND::VALUE_OPS::make_root(delay, key);
+    }
     return true;
   }
 

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "ddb_bytes.h"
 #include "dtm_micro_node.h"
 #include "dtm_pdb_support.h"
 #include "msg_sys.h"
@@ -42,15 +43,6 @@ std::string read_image(const TEST_DIR& dir, const std::string& image, bool* got_
   }
   std::remove(dir.path("x.ddb").c_str());
   return message;
-}
-
-// Recomputes both checksums of a file image after a deliberate change.
-std::string reseal(std::string file) {
-  std::uint32_t crc = pdb_crc32(file.data() + PDB_HEADER_SIZE, file.size() - PDB_HEADER_SIZE);
-  std::memcpy(file.data() + 32, &crc, 4);
-  crc = pdb_crc32(file.data(), 36);
-  std::memcpy(file.data() + 36, &crc, 4);
-  return file;
 }
 
 class DdbDtmCorruption : public ::testing::Test {
@@ -129,36 +121,7 @@ TEST_F(DdbDtmCorruption, ResealedFlipsAreRefusedOrReadSafely) {
 
 // --- Crafted files ------------------------------------------------------------------------
 
-class BYTES {
- public:
-  BYTES& u8(std::uint8_t v) { return raw(&v, 1); }
-  BYTES& u16(std::uint16_t v) { return raw(&v, 2); }
-  BYTES& u32(std::uint32_t v) { return raw(&v, 4); }
-  BYTES& u64(std::uint64_t v) { return raw(&v, 8); }
-  BYTES& str(const std::string& s) {
-    u32(static_cast<std::uint32_t>(s.size()));
-    m_bytes += s;
-    return *this;
-  }
-  BYTES& cls(const std::string& name, std::uint32_t signature,
-             const std::vector<std::pair<std::string, std::uint8_t>>& fields) {
-    str(name).u32(signature).u32(static_cast<std::uint32_t>(fields.size()));
-    for (const auto& [field, code] : fields) {
-      str(field).u8(code);
-    }
-    return *this;
-  }
-  const std::string& bytes() const { return m_bytes; }
-
- private:
-  BYTES& raw(const void* p, std::size_t n) {
-    m_bytes.append(static_cast<const char*>(p), n);
-    return *this;
-  }
-  std::string m_bytes;
-};
-
-using FIELDS = std::vector<std::pair<std::string, std::uint8_t>>;
+using FIELDS = DDB_FIELDS;
 
 const FIELDS k_node_fields = {{"m_nodes", 0x16},       {"m_id", 0x01},         {"m_writable", 0x03},
                               {"m_description", 0x05}, {"m_version", 0x02},    {"m_bin", 0x02},
@@ -199,9 +162,10 @@ struct CRAFT {
 // delay (TCO_DELAY = 120); classes DTM_NODE, DTM_MICRO_NODE,
 // DTM_TREE_INT_DATA, DTM_TREE_DATA_KEY, DTM_ENUM_WRAPPER.
 std::string craft(const CRAFT& c) {
-  const auto node = [&c](BYTES& b, std::uint32_t cls, const std::vector<std::uint32_t>& children,
-                         std::int32_t id, const char* text, std::int16_t version,
-                         std::uint32_t data, std::uint32_t link, std::uint32_t count) {
+  const auto node = [&c](DDB_BYTES& b, std::uint32_t cls,
+                         const std::vector<std::uint32_t>& children, std::int32_t id,
+                         const char* text, std::int16_t version, std::uint32_t data,
+                         std::uint32_t link, std::uint32_t count) {
     b.u32(cls).u32(count != 0 ? count : static_cast<std::uint32_t>(children.size()));
     for (const std::uint32_t child : children) {
       b.u32(child);
@@ -209,7 +173,7 @@ std::string craft(const CRAFT& c) {
     b.u32(static_cast<std::uint32_t>(id)).u8(c.m_writable).str(text);
     b.u16(static_cast<std::uint16_t>(version)).u16(0).u32(data).u32(link);
   };
-  BYTES objects;
+  DDB_BYTES objects;
   node(objects, 0, c.m_root_children, 47, "root", 0, 0, 0, c.m_root_child_count_override);
   node(objects, c.m_device_class, c.m_device_children, c.m_device_id, "Device", c.m_device_version,
        0, c.m_device_link, 0);
@@ -221,7 +185,7 @@ std::string craft(const CRAFT& c) {
   }
   objects.u16(static_cast<std::uint16_t>(c.m_balance)).u32(120);
 
-  BYTES tables;
+  DDB_BYTES tables;
   tables.u32(5);
   tables.cls(c.m_node_name, c.m_node_signature, c.m_node_fields);
   tables.cls("DTM_MICRO_NODE", 0x696BF1B3, k_node_fields);
@@ -233,17 +197,7 @@ std::string craft(const CRAFT& c) {
     tables.str("model").u32(c.m_model_root);
   }
 
-  const std::string content = objects.bytes() + tables.bytes();
-  BYTES header;
-  for (const unsigned char m : PDB_MAGIC) {
-    header.u8(m);
-  }
-  header.u32(PDB_FORMAT_VERSION).u32(0);
-  header.u64(PDB_HEADER_SIZE + content.size()).u64(PDB_HEADER_SIZE + objects.bytes().size());
-  header.u32(pdb_crc32(content.data(), content.size()));
-  const std::string head = header.bytes();
-  header.u32(pdb_crc32(head.data(), head.size()));
-  return header.bytes() + content;
+  return ddb_file(objects.bytes(), tables.bytes());
 }
 
 TEST(DdbDtmCrafted, TheCraftedModelIsGood) {
@@ -343,7 +297,7 @@ TEST(DdbDtmCrafted, TreeDeeperThanTheOwnershipLimit) {
   TEST_DIR dir;
   COUNTERS counters;
   for (const std::uint32_t depth : {DTM_PDB_MAX_OWNERSHIP_DEPTH, DTM_PDB_MAX_OWNERSHIP_DEPTH + 1}) {
-    BYTES objects;
+    DDB_BYTES objects;
     for (std::uint32_t i = 0; i <= depth; ++i) {
       objects.u32(0).u32(i < depth ? 1 : 0);
       if (i < depth) {
@@ -351,20 +305,12 @@ TEST(DdbDtmCrafted, TreeDeeperThanTheOwnershipLimit) {
       }
       objects.u32(1).u8(1).str("").u16(0).u16(0).u32(0).u32(0);
     }
-    BYTES tables;
+    DDB_BYTES tables;
     tables.u32(1).cls("DTM_NODE", 0x02BD41D5, k_node_fields);
     tables.u32(depth + 1).u32(1).str("p_ref").u32(1);
-    std::string content = objects.bytes() + tables.bytes();
-    std::string file(PDB_HEADER_SIZE, '\0');
-    std::memcpy(file.data(), PDB_MAGIC, sizeof(PDB_MAGIC));
-    const std::uint32_t version = PDB_FORMAT_VERSION;
-    std::memcpy(file.data() + 8, &version, 4);
-    const std::uint64_t length = PDB_HEADER_SIZE + content.size();
-    const std::uint64_t tables_at = PDB_HEADER_SIZE + objects.bytes().size();
-    std::memcpy(file.data() + 16, &length, 8);
-    std::memcpy(file.data() + 24, &tables_at, 8);
     bool got_model = false;
-    const std::string message = read_image(dir, reseal(file + content), &got_model);
+    const std::string message =
+        read_image(dir, ddb_file(objects.bytes(), tables.bytes()), &got_model);
     if (depth == DTM_PDB_MAX_OWNERSHIP_DEPTH) {
       EXPECT_TRUE(got_model) << message;
     } else {

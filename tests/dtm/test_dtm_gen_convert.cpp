@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <random>
+#include <sstream>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -510,6 +512,122 @@ TEST(DtmGenConvert, ScalersAndOffsetsAreNotApplied) {
   EXPECT_EQ(capture.get_count(), 0u);
   EXPECT_EQ(root->get_micro_node_delay(TH_DELAY, DTM_MAP_DEVICE), 10);
   EXPECT_DOUBLE_EQ(root->get_rc_float(CDB_RE_LATCH, RC_FALL, RC_RISE, DTM_MAP_DEVICE), 1.5);
+}
+
+// ---- Lines sharing their path ----------------------------------------------------------------
+
+// convert carries the last path and the node it leads to from line to line.
+// Random runs of lines over shared, longer, shorter, unknown and deep paths,
+// through typed nodes and past a tenth parent, must build the model that the
+// public operations build line by line, with the same reports.
+const std::vector<std::string> k_paths = {
+    "DTM_MAP_DEVICE",
+    "DTM_MAP_DEVICE DTM_MAP_LUT",
+    "DTM_MAP_DEVICE DTM_MAP_LUT DTM_MAP_CORE",
+    "DTM_MAP_DEVICE DTM_MAP_LU",
+    "DTM_MAP_DEVICE DTM_MAP_LUTS",
+    "DTM_MAP_CORE DTM_MAP_LUT",
+    "DTM_MAP_DEVICE DTM_MICRO",
+    "DTM_MAP_DEVICE DTM_P2P DTM_MAP_LUT",
+    "DTM_MAP_DEVICE DTM_NODE_MAX_ENUM",
+    "",
+    "DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE "
+    "DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_LUT",
+    "DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE "
+    "DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_CORE DTM_MAP_DEVICE DTM_MAP_LUT",
+};
+const std::vector<std::string> k_tails = {
+    "DTM_MICRO TSU_DELAY",  "DTM_MICRO TH_DELAY",  "DTM_TABLE ROW_1 COL_2",
+    "DTM_RC LATCH RC_FALL", "DTM_P2P REG_D REG_Q", "DTM_P2P LCELL_DATAA LCELL_COMBOUT MIN_DELAY",
+    "DTM_INTEGER 7",        "DTM_RE NOPE",         "DTM_FLOAT_TABLE ROW_1 COL_1",
+};
+
+std::vector<std::string> random_delay_lines(unsigned seed) {
+  std::mt19937 random(seed);
+  std::vector<std::string> texts;
+  const std::size_t count = 1 + random() % 80;
+  std::size_t path = random() % k_paths.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (random() % 4 == 0) {
+      path = random() % k_paths.size();
+    }
+    const std::string value = std::to_string(random() % 5) + (random() % 2 == 0 ? "" : ".5");
+    if (random() % 10 == 0) {
+      texts.push_back("\"described\" " + k_paths[path] + (random() % 2 == 0 ? "" : " || DTM_RC"));
+    } else {
+      texts.push_back(value + " || " + k_paths[path] + " || " + k_tails[random() % k_tails.size()]);
+    }
+  }
+  return texts;
+}
+
+// The public operation of each delay type, as a caller without convert uses it.
+using ADD_OP = void (DTM_FACTORY::*)(const DTM_LINE_NODE*, DTM_NODE*) const;
+ADD_OP add_operation(const std::string& type) {
+  const std::vector<std::pair<std::string, ADD_OP>> ops = {
+      {"DTM_MICRO", &DTM_FACTORY::add_micro},
+      {"DTM_TABLE", &DTM_FACTORY::add_table},
+      {"DTM_RC", &DTM_FACTORY::add_rc},
+      {"DTM_P2P", &DTM_FACTORY::add_p2p},
+      {"DTM_INTEGER", &DTM_FACTORY::add_integer},
+      {"DTM_RE", &DTM_FACTORY::add_re},
+      {"DTM_FLOAT_TABLE", &DTM_FACTORY::add_float_table}};
+  for (const auto& [name, op] : ops) {
+    if (name == type) {
+      return op;
+    }
+  }
+  return nullptr;
+}
+
+std::string outline(const DTM_NODE& root) {
+  std::ostringstream text;
+  root.dump_tree(text, 0, 1, 1);
+  root.dump_tree(text, std::string());
+  return text.str();
+}
+
+TEST(DtmGenConvert, LinesSharingTheirPathBuildWhatTheOperationsBuildLineByLine) {
+  std::size_t reports = 0;
+  for (unsigned seed = 1; seed <= 120; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    MEMORY_GUARD memory;
+    LINE_LIST lines;
+    for (const std::string& text : random_delay_lines(seed)) {
+      lines.add(text);
+    }
+    DTM_FACTORY factory;
+    factory.set_update_flag(seed % 3 == 0);
+    testing::internal::CaptureStdout();
+    TEXTS converted;
+    MODEL whole;
+    {
+      MSG_CAPTURE capture;
+      whole = convert(factory, lines);
+      converted = capture.get_texts();
+    }
+    TEXTS single;
+    MODEL by_line = make_root();
+    {
+      MSG_CAPTURE capture;
+      for (std::size_t i = 0; i < lines.size(); ++i) {
+        const DTM_LINE_NODE* line = lines.at(i);
+        if (line->is_description()) {
+          factory.add_description(line, by_line.get());
+        } else {
+          ADD_OP op = add_operation(line->get_modifier(0));
+          ASSERT_NE(op, nullptr);
+          (factory.*op)(line, by_line.get());
+        }
+      }
+      single = capture.get_texts();
+    }
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(converted, single);
+    EXPECT_EQ(outline(*whole), outline(*by_line));
+    reports += single.size();
+  }
+  EXPECT_GT(reports, 100u);
 }
 
 }  // namespace

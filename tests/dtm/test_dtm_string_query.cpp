@@ -517,6 +517,38 @@ TEST(StringQuery, AnswersFromABuiltModel) {
   EXPECT_EQ(capture.get_count(), 0U);
 }
 
+// A name is read as its C text: a string with a NUL inside names what stands
+// before the NUL, whichever enumeration it is looked up in.
+TEST(StringQuery, NamesEndAtAnEmbeddedNul) {
+  MEMORY_GUARD memory;
+  DTM_NODE root(DTM_ROOT, true);
+  ASSERT_TRUE(root.add_micro_node_delay(120, TCO_DELAY, DTM_MAP_DEVICE));
+  ASSERT_TRUE(
+      root.add_re_table_node_delay(41, CDB_RE_DFF, CDB_RE_LATCH, MIN_DELAY, DTM_MAP_DEVICE));
+  ASSERT_TRUE(root.add_p2p_node_delay(9, DB_BURIED_CLK_GLOBAL_0, DB_BURIED_REG_D, DTM_NONE,
+                                      DTM_MAP_DEVICE));
+  const std::string nul(1, '\0');
+  struct CASE {
+    NAMES m_names;
+    std::int32_t m_delay;
+  };
+  const std::vector<CASE> cases = {
+      {{"DTM_MICRO" + nul + "X", "TCO_DELAY" + nul, "DTM_MAP_DEVICE" + nul + "DTM_MAP_CORE"}, 120},
+      {{"DTM_MICRO", "TCO" + nul + "_DELAY", "DTM_MAP_DEVICE"}, DTM_ILLEGAL_DELAY},
+      {{"DTM_RE_TABLE", "DFF" + nul, "LATCH", "MIN_DELAY" + nul + "Z", "DTM_MAP_DEVICE"}, 41},
+      {{"DTM_P2P", "CLK_GLOBAL_0" + nul + "1", "REG_D" + nul, "DTM_MAP_DEVICE"}, 9},
+      {{"DTM_P2P", "CLK_GLOBAL_0", "REG_D", nul + "DTM_MAP_DEVICE"}, DTM_ILLEGAL_DELAY},
+  };
+  DTM_TCL_REPORT report;
+  MSG_CAPTURE capture;
+  for (const CASE& c : cases) {
+    const QUERY_STRINGS strings(c.m_names);
+    EXPECT_EQ(DTM_STRING::get_delay(strings.get(), &root, &report), c.m_delay)
+        << c.m_names.at(1)->c_str();
+  }
+  EXPECT_EQ(capture.get_count(), 0U);
+}
+
 // --- Placeholders and the report ------------------------------------------------------
 
 TEST(StringQuery, SetAndAddDelayDoNothing) {

@@ -1,6 +1,6 @@
 // Helpers of the persistence tests: memory-counter checks, sample graphs,
-// graph comparison that follows shared references, and a builder of .ddb
-// files byte by byte after docs/ddb-format.md.
+// graph comparison that follows shared references; .ddb files are built
+// byte by byte with ddb_bytes.h.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "ddb_bytes.h"
 #include "pdb_sys.h"
 #include "pdb_test_model.h"
 #include "test_files.h"
@@ -185,64 +186,6 @@ inline T_NODE* load(const TEST_DIR& dir, const std::string& stem, std::string* m
   }
   archive.close();
   return root;
-}
-
-// Bytes of a .ddb file, put together field by field.
-class DDB_BYTES {
- public:
-  DDB_BYTES& u8(std::uint8_t v) {
-    m_bytes.push_back(static_cast<char>(v));
-    return *this;
-  }
-  DDB_BYTES& u16(std::uint16_t v) { return raw(&v, 2); }
-  DDB_BYTES& u32(std::uint32_t v) { return raw(&v, 4); }
-  DDB_BYTES& u64(std::uint64_t v) { return raw(&v, 8); }
-  DDB_BYTES& f64(double v) { return raw(&v, 8); }
-  DDB_BYTES& str(const std::string& s) {
-    u32(static_cast<std::uint32_t>(s.size()));
-    m_bytes += s;
-    return *this;
-  }
-  // A class table entry: name, signature, fields (name, code).
-  DDB_BYTES& cls(const std::string& name, std::uint32_t signature,
-                 const std::vector<std::pair<std::string, std::uint8_t>>& fields) {
-    str(name).u32(signature).u32(static_cast<std::uint32_t>(fields.size()));
-    for (const auto& [field, code] : fields) {
-      str(field).u8(code);
-    }
-    return *this;
-  }
-  const std::string& bytes() const { return m_bytes; }
-
- private:
-  DDB_BYTES& raw(const void* p, std::size_t n) {
-    m_bytes.append(static_cast<const char*>(p), n);
-    return *this;
-  }
-  std::string m_bytes;
-};
-
-// A whole file: header, object table, tables; both checksums right.
-inline std::string ddb_file(const std::string& objects, const std::string& tables,
-                            std::uint32_t version = 1) {
-  const std::uint64_t length = 40 + objects.size() + tables.size();
-  const std::string content = objects + tables;
-  DDB_BYTES header;
-  header.u8(0x89).u8('K').u8('D').u8('D').u8('B').u8('\r').u8('\n').u8(0x1A);
-  header.u32(version).u32(0).u64(length).u64(40 + objects.size());
-  header.u32(pdb_crc32(content.data(), content.size()));
-  const std::string head = header.bytes();
-  header.u32(pdb_crc32(head.data(), head.size()));
-  return header.bytes() + content;
-}
-
-// Recomputes both checksums of a file image after a deliberate change.
-inline std::string reseal(std::string file) {
-  std::uint32_t crc = pdb_crc32(file.data() + 40, file.size() - 40);
-  std::memcpy(file.data() + 32, &crc, 4);
-  crc = pdb_crc32(file.data(), 36);
-  std::memcpy(file.data() + 36, &crc, 4);
-  return file;
 }
 
 // The field layouts of the test classes as the writer records them.

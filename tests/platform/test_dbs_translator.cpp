@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -488,6 +489,108 @@ TEST(DbsTranslator, IsAnEmptyViewThatCostsNothingToMake) {
   EXPECT_TRUE(std::is_trivially_destructible_v<DBS_TRANSLATOR>);
   constexpr DBS_TRANSLATOR translator;
   EXPECT_EQ(translator.get_dtm_node_enum_by_string("DTM_RC"), DTM_RC);
+}
+
+// The one-probe lookups against the exists-then-get pairs (and the scan of
+// the register-element table), on every name of every table and on texts
+// that differ from a name only a little: a byte changed at each place, one
+// byte more or less, another letter case, and names of the other tables.
+struct FIND {
+  const char* m_label;
+  std::int32_t (*m_find)(std::string_view);
+  std::int32_t (*m_pair)(const char*);
+};
+
+const FIND k_finds[] = {
+    {"DTM_ENUM",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_dtm_enum(n); },
+     [](const char* n) -> std::int32_t {
+       return DBS_TRANSLATOR::exists_dtm_enum_by_string(n)
+                  ? DBS_TRANSLATOR::get_dtm_enum_by_string(n)
+                  : DTM_NONE;
+     }},
+    {"DTM_NODE_ENUM",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_dtm_node_enum(n); },
+     [](const char* n) -> std::int32_t {
+       return DBS_TRANSLATOR::exists_dtm_node_enum_by_string(n)
+                  ? DBS_TRANSLATOR::get_dtm_node_enum_by_string(n)
+                  : DTM_NODE_NONE;
+     }},
+    {"DB_INPUT_PORT_TYPE",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_input_port_type(n); },
+     [](const char* n) -> std::int32_t {
+       return DBS_TRANSLATOR::exists_input_port_type_by_string(n)
+                  ? DBS_TRANSLATOR::get_input_port_type_by_string(n)
+                  : DB_MAX_INPUT_PORT_TYPE;
+     }},
+    {"DB_OUTPUT_PORT_TYPE",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_output_port_type(n); },
+     [](const char* n) -> std::int32_t {
+       return DBS_TRANSLATOR::exists_output_port_type_by_string(n)
+                  ? DBS_TRANSLATOR::get_output_port_type_by_string(n)
+                  : DB_MAX_OUTPUT_PORT_TYPE;
+     }},
+    {"DB_BURIED_PORT_TYPE",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_buried_port_type(n); },
+     [](const char* n) -> std::int32_t {
+       return DBS_TRANSLATOR::exists_buried_port_type_by_string(n)
+                  ? DBS_TRANSLATOR::get_buried_port_type_by_string(n)
+                  : DB_MAX_BURIED_PORT_TYPE;
+     }},
+    {"CDB_RE_TYPE",
+     [](std::string_view n) -> std::int32_t { return DBS_TRANSLATOR::find_cdb_re_type(n); },
+     &scan_cdb},
+};
+
+std::vector<std::string> near_names() {
+  std::vector<std::string> texts = {"",
+                                    "_",
+                                    "A",
+                                    "DTM_",
+                                    "DTM_MAP_",
+                                    "DTM_MAP_DEVIC",
+                                    "DTM_MAP_DEVICEE",
+                                    "DTM_MAP_DEVICE ",
+                                    " DTM_MAP_DEVICE"};
+  std::vector<const std::vector<ROW>*> tables = {&k_dtm_enum_rows, &k_dtm_node_enum_rows,
+                                                 &k_input_port_rows, &k_output_port_rows,
+                                                 &k_buried_port_rows};
+  for (const std::vector<ROW>* rows : tables) {
+    for (const ROW& row : *rows) {
+      const std::string name = row.m_name;
+      texts.push_back(name);
+      texts.push_back(lower(name));
+      texts.push_back(name + "X");
+      texts.push_back(name.substr(0, name.size() - 1));
+      for (std::size_t at = 0; at < name.size(); ++at) {
+        std::string changed = name;
+        changed[at] = changed[at] == 'Q' ? 'Z' : 'Q';
+        texts.push_back(changed);
+      }
+    }
+  }
+  for (std::int32_t i = 0; i <= CDB_RE_ILLEGAL_TYPE; ++i) {
+    texts.push_back(CDB_RE_TYPE_STRING[i]);
+    texts.push_back(std::string(CDB_RE_TYPE_STRING[i]) + "_");
+  }
+  return texts;
+}
+
+TEST(DbsTranslator, OneProbeLookupsAnswerAsTheExistsThenGetPairs) {
+  const std::vector<std::string> texts = near_names();
+  for (const FIND& find : k_finds) {
+    SCOPED_TRACE(find.m_label);
+    std::size_t known = 0;
+    for (const std::string& text : texts) {
+      const std::int32_t expected = find.m_pair(text.c_str());
+      ASSERT_EQ(find.m_find(text), expected) << text;
+      // A view into a longer text is read only up to its length.
+      const std::string longer = text + "_TAIL";
+      ASSERT_EQ(find.m_find(std::string_view(longer).substr(0, text.size())), expected) << text;
+      known += expected != find.m_pair(nullptr) ? 1 : 0;
+    }
+    EXPECT_GT(known, 100u);
+  }
 }
 
 }  // namespace
