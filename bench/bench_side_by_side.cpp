@@ -541,7 +541,7 @@ void BM_ddb_load(benchmark::State& state) {
 }
 
 // The phases of the build, each timed alone on the lines of the file.
-enum class PHASE { READ, CHECK, CONVERT, FREE };
+enum class PHASE { READ, CHECK, CONVERT, FREE, DELETE_MODEL };
 void build_phase(benchmark::State& state, PHASE phase) {
   const long n = state.range(0);
   const std::string file = generated_file(n);
@@ -553,13 +553,17 @@ void build_phase(benchmark::State& state, PHASE phase) {
     if (phase != PHASE::READ) state.ResumeTiming();
     if (phase == PHASE::CHECK) benchmark::DoNotOptimize(factory.check_legality(lines));
     DTM_NODE* model = nullptr;
-    if (phase == PHASE::CONVERT) model = factory.convert(lines, nullptr);
+    if (phase == PHASE::CONVERT || phase == PHASE::DELETE_MODEL) {
+      if (phase == PHASE::DELETE_MODEL) state.PauseTiming();
+      model = factory.convert(lines, nullptr);
+      if (phase == PHASE::DELETE_MODEL) state.ResumeTiming();
+    }
     if (phase != PHASE::FREE) state.PauseTiming();
     DTM_LINE_NODE::delete_list(lines);
     if (phase != PHASE::FREE) state.ResumeTiming();
-    state.PauseTiming();
+    if (phase != PHASE::DELETE_MODEL) state.PauseTiming();
     MEM_MANAGER::delete_wrapper(model);
-    state.ResumeTiming();
+    if (phase != PHASE::DELETE_MODEL) state.ResumeTiming();
   }
   if (quiet.get_count() != 0) {
     state.SkipWithError("the generated file gave reports");
@@ -570,13 +574,14 @@ void BM_phase_read(benchmark::State& state) { build_phase(state, PHASE::READ); }
 void BM_phase_check(benchmark::State& state) { build_phase(state, PHASE::CHECK); }
 void BM_phase_convert(benchmark::State& state) { build_phase(state, PHASE::CONVERT); }
 void BM_phase_free_lines(benchmark::State& state) { build_phase(state, PHASE::FREE); }
+void BM_phase_delete_model(benchmark::State& state) { build_phase(state, PHASE::DELETE_MODEL); }
 
 // The whole command-line build: `dtmtool build` reads, checks, converts and
 // saves the model as a .ddb file.
 void BM_process_build(benchmark::State& state) {
   const std::string file = generated_file(state.range(0));
-  const std::string command = std::string(KESTREL_DTMTOOL) + " build " + file + " -o " + file +
-                              ".process.ddb > /dev/null";
+  const std::string command =
+      std::string(KESTREL_DTMTOOL) + " build " + file + " -o " + file + ".process.ddb > /dev/null";
   for (auto _ : state) {
     if (std::system(command.c_str()) != 0) {
       state.SkipWithError("dtmtool build failed");
@@ -642,6 +647,7 @@ SIDE_BY_SIDE(BM_phase_read)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_check)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_convert)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_free_lines)->Unit(benchmark::kMillisecond);
+SIDE_BY_SIDE(BM_phase_delete_model)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_process_build)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 SIDE_BY_SIDE(BM_json_find);
 SIDE_BY_SIDE(BM_json_find_miss);
@@ -705,6 +711,7 @@ void print_table(const std::map<std::string, FIGURE>& figures) {
     row("ours: build, legality checks", "BM_phase_check");
     row("ours: build, conversion", "BM_phase_convert");
     row("ours: build, freeing the lines", "BM_phase_free_lines");
+    row("ours: deleting the model", "BM_phase_delete_model");
     row("ours: `dtmtool build` process (wall)", "BM_process_build");
   }
   std::printf("\n| N | peak heap per delay | bytes | vs JSON |\n|---|---|---|---|\n");
