@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "ddb_dtm__pdb.h"
+#include "ddb_image_dir.h"
 #include "dtm_gen.h"
 #include "dtm_node.h"
 #include "dtm_tree_data.h"
@@ -107,75 +108,11 @@ void exercise(const DTM_NODE* root) {
 
 // --- .ddb databases ---------------------------------------------------------------
 
-// A private directory for the databases the targets save (in memory when
-// /dev/shm is there), holding "in.ddb": a link to an anonymous in-memory file
-// whose content is the current input, so that the loader reads the input
-// through its usual path and nothing touches a disk. Removed at exit.
-class DDB_SCRATCH {
- public:
-  static DDB_SCRATCH& instance() {
-    static DDB_SCRATCH scratch;
-    return scratch;
-  }
-  // Makes the input the content of "in.ddb".
-  void set_input(const std::string& image) {
-    if (::ftruncate(m_fd, 0) != 0) {
-      std::abort();
-    }
-    std::size_t written = 0;
-    while (written < image.size()) {
-      const ssize_t n = ::pwrite(m_fd, image.data() + written, image.size() - written,
-                                 static_cast<off_t>(written));
-      if (n <= 0) {
-        std::abort();
-      }
-      written += static_cast<std::size_t>(n);
-    }
-  }
-  // The archive (a path without extension) of a database in the directory.
-  std::string stem(const char* name) const { return (m_dir / name).string(); }
-  static std::string read(const std::string& stem) {
-    std::string image;
-    if (FILE* file = std::fopen((stem + ".ddb").c_str(), "rb")) {
-      char buffer[8192];
-      std::size_t got;
-      while ((got = std::fread(buffer, 1, sizeof(buffer), file)) > 0) {
-        image.append(buffer, got);
-      }
-      std::fclose(file);
-    }
-    return image;
-  }
-
-  DDB_SCRATCH(const DDB_SCRATCH&) = delete;
-  DDB_SCRATCH& operator=(const DDB_SCRATCH&) = delete;
-
- private:
-  DDB_SCRATCH() : m_fd(::memfd_create("kestrel-fuzz-ddb", 0)) {
-    std::error_code error;
-    std::filesystem::path base("/dev/shm");
-    if (!std::filesystem::is_directory(base, error) || ::access("/dev/shm", W_OK) != 0) {
-      base = std::filesystem::temp_directory_path();
-    }
-    std::string pattern = (base / "kestrel-fuzz-XXXXXX").string();
-    if (m_fd < 0 || ::mkdtemp(pattern.data()) == nullptr) {
-      std::abort();
-    }
-    m_dir = pattern;
-    const std::string target = "/proc/self/fd/" + std::to_string(m_fd);
-    if (::symlink(target.c_str(), (m_dir / "in.ddb").c_str()) != 0) {
-      std::abort();
-    }
-  }
-  ~DDB_SCRATCH() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_dir, ignored);
-    ::close(m_fd);
-  }
-
-  int m_fd;
-  std::filesystem::path m_dir;
-};
+// The targets' scratch directory, made once and removed at exit.
+DDB_IMAGE_DIR& scratch_dir() {
+  static DDB_IMAGE_DIR dir("kestrel-fuzz-ddb");
+  return dir;
+}
 
 // The input as the fuzzer made it, and the same with the length field and
 // both checksums made right ("resealed"): mutations of a database then reach
@@ -451,8 +388,8 @@ void use_clone_and_master(const std::string& stem) {
 // Loads an image; whatever it gives (a model or a null root) is saved, that
 // image loads again, gives the same model and saves to the same bytes.
 void load_save_load(const std::string& image) {
-  DDB_SCRATCH& scratch = DDB_SCRATCH::instance();
-  scratch.set_input(image);
+  DDB_IMAGE_DIR& scratch = scratch_dir();
+  scratch.put(image);
   bool refused = false;
   const std::unique_ptr<DTM_NODE> first(load_model(scratch.stem("in"), &refused));
   if (refused) {
@@ -471,7 +408,7 @@ void load_save_load(const std::string& image) {
     std::abort();
   }
   if (!save_model(second.get(), scratch.stem("twice")) ||
-      DDB_SCRATCH::read(scratch.stem("once")) != DDB_SCRATCH::read(scratch.stem("twice"))) {
+      DDB_IMAGE_DIR::read(scratch.stem("once")) != DDB_IMAGE_DIR::read(scratch.stem("twice"))) {
     std::abort();
   }
 }
@@ -516,9 +453,9 @@ void ddb_load(const std::uint8_t* data, std::size_t size) {
   }
   SILENT_POLICY silent;
   LEAK_GUARD guard;
-  DDB_SCRATCH& scratch = DDB_SCRATCH::instance();
+  DDB_IMAGE_DIR& scratch = scratch_dir();
   for (const std::string& image : ddb_images(data, size)) {
-    scratch.set_input(image);
+    scratch.put(image);
     if (DTM_NODE* root = load_model(scratch.stem("in"))) {
       use_model(*root);
       MEM_MANAGER::delete_wrapper(root);
@@ -550,7 +487,7 @@ void ddb_round_trip(const std::uint8_t* data, std::size_t size) {
     return;
   }
   const bool clean = silent.get_count() == 0;
-  DDB_SCRATCH& scratch = DDB_SCRATCH::instance();
+  DDB_IMAGE_DIR& scratch = scratch_dir();
   if (!save_model(built.get(), scratch.stem("built"))) {
     std::abort();  // every model the pipeline builds can be saved
   }
@@ -560,7 +497,7 @@ void ddb_round_trip(const std::uint8_t* data, std::size_t size) {
     std::abort();
   }
   if (clean &&
-      (DDB_SCRATCH::read(scratch.stem("built")) != DDB_SCRATCH::read(scratch.stem("loaded")) ||
+      (DDB_IMAGE_DIR::read(scratch.stem("built")) != DDB_IMAGE_DIR::read(scratch.stem("loaded")) ||
        !differences(*built, *loaded).empty())) {
     std::abort();
   }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ddb_bytes.h"
+#include "ddb_image_dir.h"
 #include "dtm_data_class.h"
 #include "dtm_gen.h"
 #include "dtm_line_node.h"
@@ -25,50 +26,10 @@ namespace dtm_corruption_test {
 
 using namespace dtm_pdb_test;
 
-// A directory for the databases a test saves (in memory when /dev/shm is
-// there) holding "in.ddb", a link to an anonymous in-memory file: a test
-// puts a file image there and reads it through the loader's usual path,
-// thousands of times, without touching a disk.
-class IMAGE_DIR {
+// The scratch directory of the damage tests.
+class IMAGE_DIR : public DDB_IMAGE_DIR {
  public:
-  IMAGE_DIR() : m_fd(::memfd_create("kestrel-test-ddb", 0)) {
-    std::error_code error;
-    std::filesystem::path base("/dev/shm");
-    if (!std::filesystem::is_directory(base, error) || ::access("/dev/shm", W_OK) != 0) {
-      base = std::filesystem::temp_directory_path();
-    }
-    std::string pattern = (base / "kestrel-test-XXXXXX").string();
-    if (m_fd < 0 || ::mkdtemp(pattern.data()) == nullptr) {
-      std::abort();
-    }
-    m_dir = pattern;
-    const std::string target = "/proc/self/fd/" + std::to_string(m_fd);
-    if (::symlink(target.c_str(), (m_dir / "in.ddb").c_str()) != 0) {
-      std::abort();
-    }
-  }
-  ~IMAGE_DIR() {
-    std::error_code ignored;
-    std::filesystem::remove_all(m_dir, ignored);
-    ::close(m_fd);
-  }
-  IMAGE_DIR(const IMAGE_DIR&) = delete;
-  IMAGE_DIR& operator=(const IMAGE_DIR&) = delete;
-
-  // Makes `image` the content of "in.ddb"; answers its archive (the path
-  // without extension).
-  std::string put(const std::string& image) const {
-    if (::ftruncate(m_fd, 0) != 0 ||
-        ::pwrite(m_fd, image.data(), image.size(), 0) != static_cast<ssize_t>(image.size())) {
-      std::abort();
-    }
-    return stem("in");
-  }
-  std::string stem(const std::string& name) const { return (m_dir / name).string(); }
-
- private:
-  int m_fd;
-  std::filesystem::path m_dir;
+  IMAGE_DIR() : DDB_IMAGE_DIR("kestrel-test-ddb") {}
 };
 
 // Saves a model as the database `name` of the directory.
