@@ -29,6 +29,18 @@ for target in "${targets[@]}"; do
     ddb_load | ddb_load_save) dict=fuzz/ddb.dict ;;
     *) dict=fuzz/dmf.dict ;;
   esac
+  # First the kept findings, once each, under this build's sanitizers (clang
+  # checks some undefined behaviour that the GCC test build does not).
+  regressions=(fuzz/regressions/"$target"/*)
+  if [ -e "${regressions[0]}" ]; then
+    echo "replay $target: ${#regressions[@]} regression inputs" >&2
+    if ! "build/fuzz/fuzz/fuzz_$target" "${regressions[@]}" -close_fd_mask=1 \
+        -artifact_prefix="$artifacts/" 2>"build/fuzz/$target.replay.log"; then
+      echo "replay $target FAILED; log in build/fuzz/$target.replay.log" >&2
+      tail -40 "build/fuzz/$target.replay.log" >&2
+      status=1
+    fi
+  fi
   echo "fuzz $target: ${seconds}s" >&2
   if ! "build/fuzz/fuzz/fuzz_$target" "$corpus" -dict="$dict" \
       -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=8192 \

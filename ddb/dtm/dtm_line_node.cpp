@@ -1,6 +1,7 @@
 #include "dtm_line_node.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "dtm_report.h"
@@ -75,7 +76,10 @@ void DTM_LINE_NODE::delete_list(DTM_LINE_NODE* head) noexcept {
   while (head != nullptr) {
     DTM_LINE_NODE* next = head->m_next;
     // A reader lays the records of a list out in list order: fetch ahead.
-    __builtin_prefetch(reinterpret_cast<const char*>(next) + 2048);
+    // The address is computed as an integer: it may lie past the chunk or
+    // follow a null `next`, and a prefetch of any address is harmless.
+    __builtin_prefetch(
+        reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(next) + 2048));
     delete head;
     head = next;
   }
