@@ -500,17 +500,26 @@ void PDB_SEGMENT::serialize_end() {
   if (s.m_contexts.empty() || s.m_contexts.back().m_depth != s.m_depth) {
     return;
   }
-  const PDB_CONTEXT context = s.m_contexts.back();
+  // The context is read in place: a copy of it through the stack costs a
+  // stalled load on every object.
+  const PDB_CONTEXT& context = s.m_contexts.back();
   PDB_FILE_CLASS& c = s.m_classes[context.m_file_class];
-  if (m_cursor.m_position != c.m_codes.size()) {
-    fail(std::string("class ") + c.m_info->get_name() + " transfers " +
-         std::to_string(m_cursor.m_position) + " fields, the file has " +
-         std::to_string(c.m_codes.size()));
+  if (m_cursor.m_position != c.m_codes.size()) [[unlikely]] {
+    fail_field_count(c.m_info, c.m_codes.size());
   }
   c.m_known = true;
   c.m_open = false;
-  m_cursor = context.m_saved;
+  m_cursor.m_codes = context.m_saved.m_codes;
+  m_cursor.m_size = context.m_saved.m_size;
+  m_cursor.m_position = context.m_saved.m_position;
+  m_cursor.m_slow = context.m_saved.m_slow;
   s.m_contexts.pop_back();
+}
+
+void PDB_SEGMENT::fail_field_count(const PDB_CLASS_INFO* info, std::size_t file_fields) const {
+  fail(std::string("class ") + info->get_name() + " transfers " +
+       std::to_string(m_cursor.m_position) + " fields, the file has " +
+       std::to_string(file_fields));
 }
 
 void PDB_SEGMENT::begin_field_slow(std::uint8_t code, const char* field) {
