@@ -420,7 +420,8 @@ void push_context(PDB_SEGMENT_STATE& s, PDB_FIELD_CURSOR& cursor, std::uint32_t 
                      " is transferred inside an instance of itself");
   }
   c.m_open = true;
-  s.m_contexts.push_back(PDB_CONTEXT{file_class, s.m_depth, cursor});
+  s.m_contexts.push_back(PDB_CONTEXT{file_class, s.m_depth, cursor.m_codes, cursor.m_size,
+                                     cursor.m_slow, cursor.m_position});
   cursor = PDB_FIELD_CURSOR();
   if (reading || c.m_known) {
     cursor.m_codes = c.m_codes.data();
@@ -509,10 +510,10 @@ void PDB_SEGMENT::serialize_end() {
   }
   c.m_known = true;
   c.m_open = false;
-  m_cursor.m_codes = context.m_saved.m_codes;
-  m_cursor.m_size = context.m_saved.m_size;
-  m_cursor.m_position = context.m_saved.m_position;
-  m_cursor.m_slow = context.m_saved.m_slow;
+  m_cursor.m_codes = context.m_saved_codes;
+  m_cursor.m_size = context.m_saved_size;
+  m_cursor.m_position = context.m_saved_position;
+  m_cursor.m_slow = context.m_saved_slow;
   s.m_contexts.pop_back();
 }
 
