@@ -631,7 +631,13 @@ std::size_t PDB_SEGMENT::get_array_count(const PDB_CLASS_INFO* info) {
   if (file_class >= 0 && s.m_classes[file_class].m_min_size > 1) {
     min_size = s.m_classes[file_class].m_min_size;
   }
-  const std::uint32_t count = get_count(min_size);
+  // get_count's test without its division (the element size is not a
+  // constant here): count > left / size exactly when count * size > left.
+  const std::uint32_t count = get_raw<std::uint32_t>();
+  if (static_cast<std::uint64_t>(count) * min_size > static_cast<std::uint64_t>(m_get_end - m_get))
+      [[unlikely]] {
+    fail_count(count, min_size);
+  }
   if (count > 0 && file_class < 0) {
     fail(std::string("an array of class ") + info->get_name() +
          ", which the file's class table does not have");
