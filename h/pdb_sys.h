@@ -493,14 +493,30 @@ class PDB_SEGMENT {
   template <class T>
   std::size_t xfr_array(const char* field, T*& array, std::size_t count,
                         const PDB_CLASS_INFO* info) {
+    return xfr_array_small(field, array, static_cast<T*>(nullptr), 0, count, info);
+  }
+  // The same transfer with room for a few elements inside the object:
+  // reading puts an array of at most `capacity` elements into `small` (as
+  // many fresh default-constructed elements) and sets `array` to null; a
+  // longer one goes into a new array as above. The file is the same.
+  template <class T>
+  std::size_t xfr_array_small(const char* field, T*& array, T* small, std::size_t capacity,
+                              std::size_t count, const PDB_CLASS_INFO* info) {
     static_assert(
         std::is_base_of_v<PDB_OBJECT_BASE, T> && !std::is_base_of_v<PDB_VIRTUAL_OBJECT_BASE, T>,
         "array elements are plain persisted objects");
     begin_field(PDB_CODE_ARRAY, field);
     check_declared(info, &pdb_type_tag<T>);
+    T* elements = array;
     if (m_reading) {
       count = get_array_count(info);
-      array = pdb_new_array<T>(count);
+      if (count <= capacity) {
+        array = nullptr;
+        elements = small;
+      } else {
+        array = pdb_new_array<T>(count);
+        elements = array;
+      }
     } else {
       if (count > 0 && array == nullptr) {
         fail_null_array();
@@ -509,7 +525,7 @@ class PDB_SEGMENT {
     }
     for (std::size_t i = 0; i < count; ++i) {
       const std::uint32_t outer = begin_element(info);
-      array[i].serialize(*this);
+      elements[i].serialize(*this);
       end_element(outer);
     }
     return count;
@@ -630,6 +646,8 @@ class PDB_SEGMENT {
   [[noreturn]] void fail_null_array() const;
   [[noreturn]] void fail_declared(const PDB_CLASS_INFO* info) const;
   [[noreturn]] void fail_bool(unsigned value) const;
+  [[noreturn]] __attribute__((cold, noinline)) void fail_field_count(const PDB_CLASS_INFO* info,
+                                                                     std::size_t file_fields) const;
 
  protected:
   // Shared by the reader and the writer (pdb_segment.cpp).
@@ -722,17 +740,22 @@ struct PDB_VALUE_CODEC<std::vector<V, A>> {
   }
 };
 
-// The array transfer under its free-function name.
+// The array transfers under their free-function names.
 template <class T, class COUNT>
-COUNT pdb_array_xfr_(PDB_SEGMENT& segment, const char* field, T*& array, COUNT count,
-                     const PDB_CLASS_INFO* info) {
+COUNT pdb_array_xfr_small_(PDB_SEGMENT& segment, const char* field, T*& array, T* small,
+                           std::size_t capacity, COUNT count, const PDB_CLASS_INFO* info) {
   static_assert(std::is_integral_v<COUNT>, "the count is an integer");
   const std::size_t given = count > 0 ? static_cast<std::size_t>(count) : 0;
-  const std::size_t done = segment.xfr_array(field, array, given, info);
+  const std::size_t done = segment.xfr_array_small(field, array, small, capacity, given, info);
   if (done > static_cast<std::size_t>(std::numeric_limits<COUNT>::max())) {
     segment.fail("array count " + std::to_string(done) + " does not fit its count field");
   }
   return static_cast<COUNT>(done);
+}
+template <class T, class COUNT>
+COUNT pdb_array_xfr_(PDB_SEGMENT& segment, const char* field, T*& array, COUNT count,
+                     const PDB_CLASS_INFO* info) {
+  return pdb_array_xfr_small_(segment, field, array, static_cast<T*>(nullptr), 0, count, info);
 }
 
 // The segment kind the .ddb classes use.

@@ -51,7 +51,13 @@ struct PDB_ROOT_ENTRY {
 struct PDB_CONTEXT {
   std::uint32_t m_file_class;
   std::uint32_t m_depth;
-  PDB_FIELD_CURSOR m_saved;
+  // The cursor around, member by member. The position lies apart from the
+  // size: a field transfer stores the position just before a nested class
+  // begins, and a wider load spanning that store would stall.
+  const std::uint8_t* m_saved_codes;
+  std::uint32_t m_saved_size;
+  bool m_saved_slow;
+  std::uint32_t m_saved_position;
 };
 
 struct PDB_SEGMENT_STATE {

@@ -95,6 +95,23 @@ void check_claim_order(const PDB_SEGMENT& segment, const PDB_SEGMENT_STATE& s, s
   }
 }
 
+// The class record of a class number, remembering the last one asked for:
+// the references of a file mostly declare a handful of classes in runs.
+class DECLARED_CLASS {
+ public:
+  const PDB_CLASS_INFO* operator()(std::uint32_t index) noexcept {
+    if (index != m_index) {
+      m_index = index;
+      m_info = PDB_CLASS_INFO::find_index(index);
+    }
+    return m_info;
+  }
+
+ private:
+  std::uint32_t m_index = 0xFFFFFFFFU;
+  const PDB_CLASS_INFO* m_info = nullptr;
+};
+
 }  // namespace
 
 PDB_SEGMENT_READER::PDB_SEGMENT_READER(const PDB_ARCHIVE_BASE& archive, PDB_SEGMENT_INFO& info,
@@ -374,9 +391,10 @@ void PDB_SEGMENT_READER::read_objects() {
 
     // Every reference must point to an object of its field's class; rules
     // decide ownership now that every object holds its values.
+    DECLARED_CLASS declared_class;
     for (PDB_REF_RECORD& ref : s.m_refs) {
       const PDB_OBJECT_ENTRY& target = s.m_objects[ref.m_target];
-      const PDB_CLASS_INFO* declared = PDB_CLASS_INFO::find_index(ref.m_declared);
+      const PDB_CLASS_INFO* declared = declared_class(ref.m_declared);
       if (!target.m_class->is_a(declared)) {
         fail("object " + s.describe(ref.m_source) + " refers to object " +
              s.describe(ref.m_target) + " where a " + declared->get_name() + " is expected");
@@ -404,8 +422,9 @@ void PDB_SEGMENT_READER::read_objects() {
   // Link. Only the classes' verifiers can refuse the graph from here on; the
   // non-owning references are kept for finish_reading_all.
   std::size_t kept = 0;
+  DECLARED_CLASS declared_class;
   for (const PDB_REF_RECORD& ref : s.m_refs) {
-    PDB_CLASS_INFO::find_index(ref.m_declared)
+    declared_class(ref.m_declared)
         ->get_thunks()
         .m_storer(ref.m_slot, s.m_objects[ref.m_target].m_object);
     if (ref.m_kind == PDB_OWNERSHIP::NOT_OWNED) {

@@ -420,7 +420,8 @@ void push_context(PDB_SEGMENT_STATE& s, PDB_FIELD_CURSOR& cursor, std::uint32_t 
                      " is transferred inside an instance of itself");
   }
   c.m_open = true;
-  s.m_contexts.push_back(PDB_CONTEXT{file_class, s.m_depth, cursor});
+  s.m_contexts.push_back(PDB_CONTEXT{file_class, s.m_depth, cursor.m_codes, cursor.m_size,
+                                     cursor.m_slow, cursor.m_position});
   cursor = PDB_FIELD_CURSOR();
   if (reading || c.m_known) {
     cursor.m_codes = c.m_codes.data();
@@ -500,17 +501,26 @@ void PDB_SEGMENT::serialize_end() {
   if (s.m_contexts.empty() || s.m_contexts.back().m_depth != s.m_depth) {
     return;
   }
-  const PDB_CONTEXT context = s.m_contexts.back();
+  // The context is read in place: a copy of it through the stack costs a
+  // stalled load on every object.
+  const PDB_CONTEXT& context = s.m_contexts.back();
   PDB_FILE_CLASS& c = s.m_classes[context.m_file_class];
-  if (m_cursor.m_position != c.m_codes.size()) {
-    fail(std::string("class ") + c.m_info->get_name() + " transfers " +
-         std::to_string(m_cursor.m_position) + " fields, the file has " +
-         std::to_string(c.m_codes.size()));
+  if (m_cursor.m_position != c.m_codes.size()) [[unlikely]] {
+    fail_field_count(c.m_info, c.m_codes.size());
   }
   c.m_known = true;
   c.m_open = false;
-  m_cursor = context.m_saved;
+  m_cursor.m_codes = context.m_saved_codes;
+  m_cursor.m_size = context.m_saved_size;
+  m_cursor.m_position = context.m_saved_position;
+  m_cursor.m_slow = context.m_saved_slow;
   s.m_contexts.pop_back();
+}
+
+void PDB_SEGMENT::fail_field_count(const PDB_CLASS_INFO* info, std::size_t file_fields) const {
+  fail(std::string("class ") + info->get_name() + " transfers " +
+       std::to_string(m_cursor.m_position) + " fields, the file has " +
+       std::to_string(file_fields));
 }
 
 void PDB_SEGMENT::begin_field_slow(std::uint8_t code, const char* field) {
@@ -621,7 +631,13 @@ std::size_t PDB_SEGMENT::get_array_count(const PDB_CLASS_INFO* info) {
   if (file_class >= 0 && s.m_classes[file_class].m_min_size > 1) {
     min_size = s.m_classes[file_class].m_min_size;
   }
-  const std::uint32_t count = get_count(min_size);
+  // get_count's test without its division (the element size is not a
+  // constant here): count > left / size exactly when count * size > left.
+  const std::uint32_t count = get_raw<std::uint32_t>();
+  if (static_cast<std::uint64_t>(count) * min_size > static_cast<std::uint64_t>(m_get_end - m_get))
+      [[unlikely]] {
+    fail_count(count, min_size);
+  }
   if (count > 0 && file_class < 0) {
     fail(std::string("an array of class ") + info->get_name() +
          ", which the file's class table does not have");

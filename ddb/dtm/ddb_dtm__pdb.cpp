@@ -178,16 +178,12 @@ void DTM_TREE_DATA_KEY::serialize(PDB_SEGMENT& segment) {
     const DTM_SHORT given = m_num_wrapper > 0 ? m_num_wrapper : DTM_SHORT{0};
     DTM_SHORT count;
     if (segment.is_reading()) {
+      // Short arrays are read straight into the inline storage.
       ARRAY_HOLDER<DTM_ENUM_WRAPPER> read;
-      count =
-          pdb_array_xfr_(segment, "m_id", read.m_array, given, DTM_ENUM_WRAPPER::s_pdb_class_info);
+      count = pdb_array_xfr_small_(segment, "m_id", read.m_array, m_inline, k_inline_capacity,
+                                   given, DTM_ENUM_WRAPPER::s_pdb_class_info);
       release();
-      if (count <= k_inline_capacity) {
-        m_id = m_inline;
-        for (DTM_SHORT i = 0; i < count; ++i) {
-          m_inline[i] = read.m_array[i];
-        }
-      } else {
+      if (read.m_array != nullptr) {
         m_id = read.m_array;
         read.m_array = nullptr;
       }
@@ -208,11 +204,12 @@ void DTM_TREE_DATA::serialize(PDB_SEGMENT& segment) {
     segment.xfr_ref("m_left", m_left, DTM_TREE_DATA::s_pdb_class_info, PDB_OWNED);
     segment.xfr_ref("m_right", m_right, DTM_TREE_DATA::s_pdb_class_info, PDB_OWNED);
     if (segment.is_reading()) {
+      // One key is read straight into the node's key storage.
       ARRAY_HOLDER<KEY> read;
-      const int count = pdb_array_xfr_(segment, "m_key", read.m_array, 0, KEY::s_pdb_class_info);
+      const int count = pdb_array_xfr_small_(segment, "m_key", read.m_array, &m_key_storage, 1, 0,
+                                             KEY::s_pdb_class_info);
       segment.check(count <= 1, "m_key holds at most one key");
       if (count == 1) {
-        m_key_storage = std::move(read.m_array[0]);
         m_key = &m_key_storage;
       }
     } else {
