@@ -651,7 +651,12 @@ SIDE_BY_SIDE(BM_phase_check)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_convert)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_free_lines)->Unit(benchmark::kMillisecond);
 SIDE_BY_SIDE(BM_phase_delete_model)->Unit(benchmark::kMillisecond);
-SIDE_BY_SIDE(BM_process_build)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(BM_process_build)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3)
+    ->UseRealTime();
 SIDE_BY_SIDE(BM_json_find);
 SIDE_BY_SIDE(BM_json_find_miss);
 SIDE_BY_SIDE(BM_query_enums);
