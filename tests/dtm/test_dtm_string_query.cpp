@@ -132,7 +132,10 @@ const std::string k_null = "temp_str != 0";
 std::string numbers(std::initializer_list<int> values) {
   std::string text;
   for (int value : values) {
-    text += (text.empty() ? "" : " ") + std::to_string(value);
+    if (!text.empty()) {
+      text += ' ';
+    }
+    text += std::to_string(value);
   }
   return text;
 }
@@ -142,7 +145,8 @@ std::string call(const char* name, std::initializer_list<int> keys,
                  std::initializer_list<int> path = {}) {
   std::string text = std::string(name) + "(" + numbers(keys) + " |";
   for (int place : path) {
-    text += " " + std::to_string(place);
+    text += ' ';
+    text += std::to_string(place);
   }
   return text + ")";
 }

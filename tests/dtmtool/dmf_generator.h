@@ -63,9 +63,12 @@ class DMF_GENERATOR {
   std::string amalgamated(int lines, int devices) {
     std::string text = std::string(40, '*') + "DEVICE_LISTING";
     for (int d = 0; d < devices; ++d) {
-      text += " GEN" + std::to_string(d);
+      text += " GEN";
+      text += std::to_string(d);
     }
-    text += "\n" + std::string(40, '*') + "START_COMMON\n";
+    text += '\n';
+    text.append(40, '*');
+    text += "START_COMMON\n";
     body(text, lines, "C");
     text += std::string(40, '*') + "END_COMMON\n";
     for (int d = 0; d < devices; ++d) {
